@@ -1,0 +1,40 @@
+// Attribute/value lists: user-supplied name=value texts split against the
+// declared parameters or properties of the target.
+#pragma once
+
+#include "xml/avalue.h"
+#include "xml/classes.h"
+#include "xml/string_array.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+class AVPs {
+public:
+    AVPs(char* text, const ArrayXml<ParameterXml>& parameters);   // method calls
+    AVPs(char* text, const ArrayXml<PropertyXml>& properties);    // create / modify
+    explicit AVPs(char* text);                                    // plain pairs
+
+    AValue* get(const char* name);     // first match ignoring case; marks it
+    AValue* get(unsigned int i);
+    int check(const char* name) const;
+    std::optional<std::string> notGotten() const;
+    size_t size() const { return entries.size(); }
+
+private:
+    std::vector<AValue> entries;
+    std::vector<unsigned char> gotten;
+};
+
+// Null for a null text; otherwise the plain parse when it holds exactly
+// `expected` entries.
+std::unique_ptr<AVPs> makeAVPs(char* text, unsigned int expected);
+
+class AList {
+public:
+    explicit AList(const char* text);
+    int count = 0;
+    std::vector<std::string> items;
+};

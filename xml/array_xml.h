@@ -1,0 +1,48 @@
+// ArrayXml<T>: the owned, ordered children of an element. Option<T>: a value
+// that may be absent.
+#pragma once
+
+#include "xml/errors.h"
+
+#include <string>
+#include <utility>
+#include <vector>
+
+template <class T>
+class ArrayXml : public std::vector<T> {
+public:
+    using std::vector<T>::vector;
+
+    void add(T item) { this->push_back(std::move(item)); }
+    ArrayXml clone() const { return *this; }   // elements copy deeply
+
+    // Renders every element with `q`, `sep` between two elements.
+    void toStringBuffer(std::string& buf, const char* sep, const char* q) const {
+        for (size_t i = 0; i < this->size(); ++i) {
+            if (i) buf += sep;
+            (*this)[i].toStringBuffer(buf, q);
+        }
+    }
+};
+
+template <class T>
+class Option {
+public:
+    Option() = default;
+    explicit Option(T v) : present(true), value(std::move(v)) {}
+
+    bool exists() const { return present; }
+    T& val() {
+        if (!present) throw DoesNotExist("Object of type Tnot found...");
+        return value;
+    }
+    const T& val() const {
+        if (!present) throw DoesNotExist("Object of type Tnot found...");
+        return value;
+    }
+    void set(T v) { value = std::move(v); present = true; }
+
+private:
+    bool present = false;
+    T value{};
+};
