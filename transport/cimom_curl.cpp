@@ -1,0 +1,308 @@
+#include "transport/cimom_curl.h"
+
+#include "xml/envelope.h"
+#include "xml/errors.h"
+#include "xml/render_flags.h"
+
+#include <unistd.h>
+
+#include <array>
+#include <cctype>
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <iostream>
+#include <new>
+#include <string_view>
+
+int dumpXml = 0;
+int reqChunking = 0;
+int expect100 = 0;
+
+std::string (*CimomCurl::askPassword)(std::string prompt) = nullptr;
+
+namespace {
+
+// Every request starts with these lines. The empty Accept keeps libcurl from
+// sending its own "Accept: */*".
+constexpr std::array<const char*, 5> headers = {
+    "Content-Type: application/xml; charset=\"utf-8\"",
+    "Connection: Keep-Alive, TE",
+    "CIMProtocolVersion: 1.0",
+    "CIMOperation: MethodCall",
+    "Accept:",
+};
+
+// libcurl announces POST bodies above 1 MiB with "Expect: 100-continue" of its
+// own accord, and CIM servers may refuse any Expect (417). An empty Expect
+// line, which libcurl never sends, keeps every request free of it.
+constexpr const char* noExpect = "Expect:";
+
+// The version information is read once, on first use.
+const curl_version_info_data* version() {
+    static const curl_version_info_data* const info = curl_version_info(CURLVERSION_FOURTH);
+    return info;
+}
+
+bool equalsIgnoreCase(std::string_view a, std::string_view b) {
+    if (a.size() != b.size()) return false;
+    for (size_t i = 0; i < a.size(); ++i) {
+        if (std::tolower(static_cast<unsigned char>(a[i])) != std::tolower(static_cast<unsigned char>(b[i])))
+            return false;
+    }
+    return true;
+}
+
+// The decimal number at the start of `text`, read the way atoi reads it:
+// leading blanks skipped, a sign allowed, 0 when no digit follows.
+int leadingNumber(std::string_view text) {
+    const std::string copy(text);
+    const long n = std::strtol(copy.c_str(), nullptr, 10);
+    if (n > INT_MAX) return INT_MAX;
+    if (n < INT_MIN) return INT_MIN;
+    return static_cast<int>(n);
+}
+
+// The CIM status headers. A header matches when the `back` characters that end
+// at its colon start with the first `compared` characters of `name` (ignoring
+// case); a name shorter than `back` never matches. CIMError is measured from
+// 13 characters back although the word has 8, so a plain "CIMError" header
+// does not match: that is how CIM servers have always been read here.
+struct StatusHeader {
+    const char* name;
+    size_t back;
+    size_t compared;
+    size_t valueOffset;   // from the colon
+    void (*apply)(CimErrorData& record, std::string_view value);
+};
+
+constexpr std::array<StatusHeader, 3> statusHeaders = {{
+    {"CIMStatusDescription", 20, 20, 2,
+     [](CimErrorData& r, std::string_view v) { r.statusDescription = std::string(v); }},
+    {"CIMStatusCode", 13, 13, 2, [](CimErrorData& r, std::string_view v) { r.statusCode = leadingNumber(v); }},
+    {"CIMError", 13, 8, 1,
+     [](CimErrorData& r, std::string_view v) { r.errorHeader = std::string(1, static_cast<char>(leadingNumber(v))); }},
+}};
+
+const StatusHeader* findStatusHeader(std::string_view name) {
+    for (const StatusHeader& h : statusHeaders) {
+        if (name.size() < h.back) continue;
+        if (equalsIgnoreCase(name.substr(name.size() - h.back, h.compared), std::string_view(h.name, h.compared)))
+            return &h;
+    }
+    return nullptr;
+}
+
+bool verboseWanted() {
+    const char* value = std::getenv("CURLDEBUG");
+    return value != nullptr && !equalsIgnoreCase(value, "false");
+}
+
+}  // namespace
+
+CimomCurl::CimomCurl() : curl(curl_easy_init()), response(std::ios::in | std::ios::out) {}
+
+CimomCurl::~CimomCurl() {
+    // The handle still points at the header list: let it go first.
+    curl.reset();
+    headerList.reset();
+}
+
+bool CimomCurl::supportsSSL() {
+    const curl_version_info_data* info = version();
+    return info != nullptr && (info->features & CURL_VERSION_SSL) != 0;
+}
+
+std::string CimomCurl::getErrorMessage(CURLcode code) {
+    return curl_easy_strerror(code);
+}
+
+void CimomCurl::genRequest(URL& target, const char* name, bool isMethodCall, bool hasKeys) {
+    if (!curl) throw HttpException("Unable to initialize curl interface.");
+    if (!supportsSSL() && target.protocol == "https")
+        throw HttpException("this curl library does not support https urls.");
+
+    url = target.protocol + "://" + target.host + ":" + target.port + "/cimom";
+
+    // Option results are not checked: a value this libcurl refuses (it
+    // refuses SSL version 3, for one) leaves its default in place.
+    CURL* h = curl.get();
+    curl_easy_setopt(h, CURLOPT_URL, url.c_str());
+    if (target.zoneId >= 0) curl_easy_setopt(h, CURLOPT_ADDRESS_SCOPE, static_cast<long>(target.zoneId));
+    curl_easy_setopt(h, CURLOPT_NOPROGRESS, 1L);
+    curl_easy_setopt(h, CURLOPT_POST, 1L);
+    curl_easy_setopt(h, CURLOPT_SSL_VERIFYHOST, 0L);
+    curl_easy_setopt(h, CURLOPT_SSLVERSION, 3L);
+
+    setCredentials(target);
+
+    HeaderList list = buildHeaders(name, objectText(target, isMethodCall, hasKeys));
+    curl_easy_setopt(h, CURLOPT_HTTPHEADER, list.get());
+    headerList = std::move(list);
+
+    curl_easy_setopt(h, CURLOPT_WRITEFUNCTION, &CimomCurl::writeCb);
+    curl_easy_setopt(h, CURLOPT_WRITEDATA, static_cast<std::ostream*>(&response));
+    curl_easy_setopt(h, CURLOPT_FAILONERROR, 1L);
+    curl_easy_setopt(h, CURLOPT_VERBOSE, verboseWanted() ? 1L : 0L);
+    curl_easy_setopt(h, CURLOPT_HEADERDATA, &cimErrorData);
+    curl_easy_setopt(h, CURLOPT_HEADERFUNCTION, &CimomCurl::headerCb);
+}
+
+void CimomCurl::setCredentials(URL& target) {
+    if (target.user.empty()) {
+        if (!userPwd.empty()) curl_easy_setopt(curl.get(), CURLOPT_USERPWD, static_cast<const char*>(nullptr));
+        userPwd.clear();
+        return;
+    }
+    if (target.password.empty() && askPassword != nullptr)
+        target.password = askPassword("Enter ESXi Server PassWord: ");
+    userPwd = target.user + ":" + target.password;
+    curl_easy_setopt(curl.get(), CURLOPT_USERPWD, userPwd.c_str());
+}
+
+// The CIMObject header: the namespace, and for a method call the class and
+// the keys in their one-line text form. Only the separators are encoded.
+std::string CimomCurl::objectText(const URL& target, bool isMethodCall, bool hasKeys) {
+    std::string text;
+    target.ns.toStringBuffer(text, "%2F", "");
+    if (!isMethodCall) return text;
+    text += "%3A";
+    text += target.className;
+    if (!hasKeys) return text;
+    UseNlOff flat;
+    for (size_t i = 0; i < target.keys.size(); ++i) {
+        text += i == 0 ? "." : ",";
+        target.keys[i].toStringBuffer(text, "");
+    }
+    return text;
+}
+
+CimomCurl::HeaderList CimomCurl::buildHeaders(const char* name, const std::string& object) const {
+    HeaderList list;
+    auto append = [&list](const std::string& line) {
+        curl_slist* head = curl_slist_append(list.get(), line.c_str());
+        if (head == nullptr) throw std::bad_alloc();
+        (void)list.release();
+        list.reset(head);
+    };
+    for (const char* line : headers) append(line);
+    if (reqChunking) append("TE: trailers");
+    append(std::string("CIMMethod: ") + name);
+    append("CIMObject: " + object);
+    append(expect100 ? "Expect: 100-continue" : noExpect);
+    return list;
+}
+
+void CimomCurl::addPayload(const std::string& document) {
+    body = document;
+    if (dumpXml) std::cerr << "To server: " << body << std::endl;
+    CURLcode rc = curl_easy_setopt(curl.get(), CURLOPT_POSTFIELDS, body.c_str());
+    if (rc != CURLE_OK) std::cerr << getErrorMessage(rc) << std::endl;
+    rc = curl_easy_setopt(curl.get(), CURLOPT_POSTFIELDSIZE, static_cast<long>(body.size()));
+    if (rc != CURLE_OK) std::cerr << getErrorMessage(rc) << std::endl;
+}
+
+size_t CimomCurl::writeCb(char* ptr, size_t size, size_t nmemb, void* stream) {
+    const size_t count = size * nmemb;
+    static_cast<std::ostream*>(stream)->write(ptr, static_cast<std::streamsize>(count));
+    return count;
+}
+
+// libcurl hands one header line at a time, CR LF included and not
+// NUL-terminated: everything here stays inside [ptr, ptr + count).
+size_t CimomCurl::headerCb(char* ptr, size_t size, size_t nmemb, void* record) {
+    const size_t count = size * nmemb;
+    const std::string_view raw(ptr, count);
+    const size_t colon = raw.find(':');
+    if (colon == std::string_view::npos) return count;
+
+    const std::string_view line = raw.substr(0, raw.find('\r'));
+    if (dumpXml) std::cerr << "From server: " << line << std::endl;
+
+    const StatusHeader* header = findStatusHeader(raw.substr(0, colon));
+    if (header != nullptr) {
+        const size_t start = colon + header->valueOffset;
+        const std::string_view value = start < line.size() ? line.substr(start) : std::string_view();
+        header->apply(*static_cast<CimErrorData*>(record), value);
+    }
+    return count;
+}
+
+std::string CimomCurl::getResponse() {
+    response.str("");
+    response.clear();
+    const CURLcode rc = curl_easy_perform(curl.get());
+    if (rc != CURLE_OK) {
+        long status = 0;
+        curl_easy_getinfo(curl.get(), CURLINFO_RESPONSE_CODE, &status);
+        if (status == 401)
+            throw HttpException(userPwd.empty() ? "Username/password required." : "Invalid username/password.");
+        const std::string message = getErrorMessage(rc);
+        std::printf("CimomCurl::getResponse%s", message.c_str());
+        throw HttpException(message);
+    }
+
+    std::string reply = response.str();
+    if (dumpXml) std::cerr << "From server: " << reply << std::endl;
+
+    if (cimErrorData.statusCode != 0) {
+        std::string description = cimErrorData.statusDescription;
+        throw ErrorXml(cimErrorData.statusCode, description);
+    }
+    if (reply.empty()) throw HttpException("No data received from server.");
+
+    pause();
+    return reply;
+}
+
+void CimomCurl::pause() {
+    if (waitTime > 0) {
+        std::printf("waiting %ds...\n", waitTime);
+        std::fflush(stdout);
+        sleep(static_cast<unsigned>(waitTime));
+    } else if (waitTime < 0) {
+        waitTime = -1;
+        std::printf("waiting forever...\n");
+        std::fflush(stdout);
+        sleep(4294967295U);
+    }
+}
+
+namespace {
+
+void reportOption(CURLcode rc, const char* failure) {
+    if (rc == CURLE_OK) return;
+    std::cerr << CimomCurl::getErrorMessage(rc) << std::endl;
+    throw HttpException(failure);
+}
+
+}  // namespace
+
+void CimomCurl::setClientCertificates(const char* caCert, int noVerify, const char* clientCert,
+                                      const char* clientKey) {
+    if (!supportsSSL()) throw HttpException("This CimomCurl does not support https urls.");
+    CURL* h = curl.get();
+
+    if (noVerify) {
+        reportOption(curl_easy_setopt(h, CURLOPT_SSL_VERIFYPEER, 0L), "Could not disable peer verification.");
+    } else if (caCert != nullptr) {
+        std::unique_ptr<FILE, int (*)(FILE*)> file(std::fopen(caCert, "r"), &std::fclose);
+        if (!file) {
+            throw HttpException(std::string("Could not open CA certificate file: ") + caCert + " (" +
+                                std::strerror(errno) + ")");
+        }
+        reportOption(curl_easy_setopt(h, CURLOPT_SSL_VERIFYPEER, 1L), "Could not enable peer verification.");
+        reportOption(curl_easy_setopt(h, CURLOPT_CAINFO, caCert), "Could not load CA certificate.");
+    } else {
+        throw HttpException("Must either specify -noverify or -cacert for https URLs.");
+    }
+
+    if (clientCert != nullptr && clientKey != nullptr) {
+        reportOption(curl_easy_setopt(h, CURLOPT_SSLCERT, clientCert), "Could not load client certificate.");
+        reportOption(curl_easy_setopt(h, CURLOPT_SSLKEY, clientKey), "Could not load client key.");
+    } else if (clientCert != nullptr || clientKey != nullptr) {
+        throw HttpException("Must specify both -clientcert and -clientkey or none.");
+    }
+}
