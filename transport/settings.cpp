@@ -1,0 +1,3 @@
+#include "transport/settings.h"
+
+int waitTime = 0;
