@@ -14,6 +14,10 @@ public:
     void toXmlBuffer(std::string& buf, AValue* val, int valueOnly, const ObjectPathRef* target) const;
     void refToXmlBuffer(std::string& buf, const char* pathText, const ObjectPathRef* target) const;
 
+    // PARAMETER, PARAMETER.REFERENCE, PARAMETER.ARRAY, PARAMETER.REFARRAY:
+    // indexed by kind - 1.
+    static const XmlElement elm[4];
+
     std::string name, type, referenceClass, arraySize;
     int kind = Plain;
     ArrayXml<QualifierXml> qualifiers;
@@ -23,6 +27,7 @@ public:
 class MethodXml {
 public:
     explicit MethodXml(XmlBuffer& xb);
+    static const XmlElement elm;
     std::string name, type, classOrigin, propagated;
     ArrayXml<QualifierXml> qualifiers;
     ArrayXml<ParameterXml> parameters;
@@ -38,6 +43,7 @@ public:
     // among `pathKeys`.
     int keysOk(const ArrayXml<PropertyXml>& pathKeys) const;
 
+    static const XmlElement elm;
     std::string name, superclass;
     ArrayXml<QualifierXml> qualifiers;
     ArrayXml<PropertyXml> keys;
@@ -55,7 +61,8 @@ public:
     std::unique_ptr<RetValXml> clone() const override;
     void toStringBuffer(std::string& buf, const char* q = "") const override;
 
-    std::string name, paramType;
+    static const XmlElement elm;
+    std::string name, paramType, embeddedObject;
     std::unique_ptr<ValueXml> value;   // may be null
 };
 
@@ -64,6 +71,7 @@ public:
     explicit ClassNameXml(XmlBuffer& xb);
     std::unique_ptr<RetValXml> clone() const override;
     void toStringBuffer(std::string& buf, const char* q = "") const override;
+    static const XmlElement elm;
     std::string name;
 };
 

@@ -16,6 +16,7 @@ class ErrorXml : public XmlException {
 public:
     explicit ErrorXml(XmlBuffer& xb);
     ErrorXml(int code, std::string& description);
+    static const XmlElement elm;
     std::string description;
     std::string code;
 };
@@ -30,12 +31,15 @@ public:
 class IReturnvalueXml {
 public:
     explicit IReturnvalueXml(XmlBuffer& xb);
+    static const XmlElement elm;
     std::unique_ptr<RetValXml> result;   // null for an empty return value
 };
 
 class ReturnvalueXml {
 public:
     explicit ReturnvalueXml(XmlBuffer& xb);
+    ReturnvalueXml() = default;
+    static const XmlElement elm;
     std::unique_ptr<RetValXml> result;
 };
 
@@ -43,6 +47,7 @@ class IMethodresponseXml : public ResponseXml {
 public:
     IMethodresponseXml(XmlBuffer& xb, int flag);
     RetValXml* getReturnData() override;
+    static const XmlElement elm;
     std::string name;
     std::unique_ptr<IReturnvalueXml> returnValue;
     std::unique_ptr<ErrorXml> error;
@@ -56,6 +61,7 @@ public:
     void toStringBuffer(std::string& buf, const char* q = "") const override;
     RetValXml* getReturnData() override;   // itself
 
+    static const XmlElement elm;
     std::string name;
     std::unique_ptr<ReturnvalueXml> returnValue;
     std::unique_ptr<ArrayXml<ParamvalueXml>> outParms;
@@ -67,12 +73,14 @@ public:
     SimplerspXml(XmlBuffer& xb, int flag);
     // The response's result; throws EmptyValue when there is none.
     RetValXml* getReturnData();
+    static const XmlElement elm;
     std::unique_ptr<ResponseXml> response;
 };
 
 class MessageXml {
 public:
     MessageXml(XmlBuffer& xb, int flag);
+    static const XmlElement elm;
     std::string id, protocolVersion;
     std::unique_ptr<SimplerspXml> simplersp;
 };
@@ -86,6 +94,7 @@ public:
     // method response, the response object itself).
     std::unique_ptr<RetValXml> takeReturnData();
 
+    static const XmlElement elm;
     std::string cimVersion, dtdVersion;
     std::unique_ptr<XmlBuffer> buffer;
     std::unique_ptr<MessageXml> message;

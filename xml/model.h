@@ -68,6 +68,8 @@ public:
     std::unique_ptr<RetValXml> clone() const override;
     void toStringBuffer(std::string& buf, const char* q = "") const override;
 
+    static const XmlElement elm;   // VALUE, VALUE.ARRAY, VALUE.REFERENCE
+
     int kind = None;
     std::string value;                 // VALUE content as received (entities kept)
     ArrayXml<ValueXml> elements;       // VALUE.ARRAY
@@ -81,6 +83,7 @@ public:
     KeyValueXml() = default;
     void toStringBuffer(std::string& buf, const char* q) const;
 
+    static const XmlElement elm;
     std::string valueType;
     std::string value;
 };
@@ -91,6 +94,7 @@ public:
     explicit KeyBindingXml(XmlBuffer& xb);
     void toStringBuffer(std::string& buf, const char* q) const;
 
+    static const XmlElement elm;
     int kind = KeyValue;
     KeyValueXml keyValue;
     ValueXml refValue;
@@ -105,6 +109,9 @@ public:
     std::unique_ptr<RetValXml> clone() const override;
     void toStringBuffer(std::string& buf, const char* q = "") const override;
 
+    static const XmlElement elm;             // INSTANCENAME
+    static const XmlElement elmObjectPath;   // OBJECTPATH
+
     std::string pathPrefix;   // set only when read from OBJECTPATH/INSTANCEPATH
     std::string className;
     ArrayXml<KeyBindingXml> keys;
@@ -114,18 +121,21 @@ class NameSpaceXml {
 public:
     explicit NameSpaceXml(XmlBuffer& xb);
     void toStringBuffer(std::string& buf, const char* q) const;   // throws CmdException
+    static const XmlElement elm;
     std::string name;
 };
 
 class LocalNameSpacePathXml {
 public:
     explicit LocalNameSpacePathXml(XmlBuffer& xb);
+    static const XmlElement elm;
     ArrayXml<NameSpaceXml> ns;
 };
 
 class HostXml {
 public:
     explicit HostXml(XmlBuffer& xb);
+    static const XmlElement elm;
     std::string host;
 };
 
@@ -134,6 +144,7 @@ public:
     explicit NameSpacePathXml(XmlBuffer& xb);
     NameSpacePathXml() = default;
     void toStringBuffer(std::string& buf, const char* q) const;
+    static const XmlElement elm;
     std::string host;
     ArrayXml<NameSpaceXml> ns;
 };
@@ -142,6 +153,7 @@ class ClassnameValueXml : public SubValueXml {
 public:
     explicit ClassnameValueXml(XmlBuffer& xb);
     std::unique_ptr<SubValueXml> clone() const override;
+    static const XmlElement elm;   // CLASSNAME
     std::string className;
 };
 
@@ -158,6 +170,7 @@ public:
     explicit InstancepathValueXml(XmlBuffer& xb);   // INSTANCEPATH
     std::unique_ptr<SubValueXml> clone() const override;
     void toStringBuffer(std::string& buf, const char* q = "") const override;
+    static const XmlElement elm;
     NameSpacePathXml path;
     InstanceNameXml name;
 
@@ -170,10 +183,12 @@ public:
     explicit LocalInstancepathValueXml(XmlBuffer& xb);   // LOCALINSTANCEPATH
     std::unique_ptr<SubValueXml> clone() const override;
     void toStringBuffer(std::string& buf, const char* q = "") const override;
+    static const XmlElement elm;
     ArrayXml<NameSpaceXml> ns;
 };
 
-// A QUALIFIER kept as raw text; only its key-ness is looked at.
+// A QUALIFIER kept as raw text; only its key-ness is looked at, so it has
+// no attribute table.
 class QualifierXml {
 public:
     explicit QualifierXml(XmlBuffer& xb);
@@ -186,11 +201,17 @@ public:
     enum Kind { Plain = 1, Reference = 2, Array = 3 };
     explicit PropertyXml(XmlBuffer& xb);
     // From "name=value" text (object path keys); throws ParseException
-    // "Invalid name-value pair" without "=".
+    // "Invalid name-value pair" without "=". The TYPE is inferred from the
+    // value as written: "boolean", "numeric" or "string"; a value in double
+    // quotes is stored without its first and last character. A reference
+    // key gets kind Reference (its TYPE is inferred all the same).
     PropertyXml(const char* nameValue, bool isReference);
 
     void toStringBuffer(std::string& buf, const char* q) const;
     void toXmlBuffer(std::string& buf, AValue* val, int valueOnly, const ObjectPathRef* target) const;
+
+    // PROPERTY, PROPERTY.REFERENCE, PROPERTY.ARRAY: indexed by kind - 1.
+    static const XmlElement elm[3];
 
     std::string name, type, classOrigin, propagated, embeddedObject, referenceClass, arraySize;
     int kind = Plain;
@@ -202,11 +223,13 @@ public:
 class InstanceXml : public RetValXml {
 public:
     explicit InstanceXml(XmlBuffer& xb);
+    InstanceXml() : RetValXml(TypeInstance) {}
     std::unique_ptr<RetValXml> clone() const override;
     void toStringBuffer(std::string& buf, const char* q = "") const override;
     void propagateKeyFlags(const ArrayXml<KeyBindingXml>& keys);
     void propagateKeyFlags(const ArrayXml<PropertyXml>& keys);
 
+    static const XmlElement elm;
     std::string className;
     ArrayXml<QualifierXml> qualifiers;
     ArrayXml<PropertyXml> properties;
@@ -216,6 +239,7 @@ class NamedInstanceXml : public RetValXml {
 public:
     explicit NamedInstanceXml(XmlBuffer& xb);
     std::unique_ptr<RetValXml> clone() const override;
+    static const XmlElement elm;
     InstanceNameXml name;
     InstanceXml instance;
 };
@@ -236,7 +260,8 @@ public:
     ObjectWithPathXml(ObjectWithPathXml&&) noexcept = default;
     ObjectWithPathXml& operator=(ObjectWithPathXml&&) noexcept = default;
     std::unique_ptr<RetValXml> clone() const override;
-    std::unique_ptr<InstancepathValueXml> path;   // or its local form
+    static const XmlElement elm;
+    std::unique_ptr<InstancepathValueXml> path;   // or its local form; null when absent
     InstanceXml instance;
 };
 

@@ -1,0 +1,60 @@
+// The steps every element parser repeats: open the start tag against the
+// element's attribute table, look at the next child, close the element. Each
+// step throws ParseException with the caller's exact message.
+#pragma once
+
+#include "xml/render_flags.h"
+#include "xml/xml_buffer.h"
+
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <string_view>
+
+namespace xmlsteps {
+
+inline void open(XmlBuffer& xb, const char* tag, const XmlElement& elm, XmlAttr& attr,
+                 const char* expecting, const char* badAttributes) {
+    if (DBGX) std::fprintf(stderr, "--- %s\n", tag);
+    if (!xb.tagEquals(tag)) throw ParseException(expecting);
+    if (!xb.attrsOk(elm, attr, tag)) throw ParseException(badAttributes);
+}
+
+// The end tag; an element written in its empty form is closed already.
+inline void close(XmlBuffer& xb, const char* tag, const XmlAttr& attr, const char* expecting) {
+    if (!xb.endTag(tag, &attr)) throw ParseException(expecting);
+}
+
+// True when the element has content and its next child is `tag` (or a tag
+// name that continues `tag` with a character other than a letter or digit).
+inline bool childIs(XmlBuffer& xb, const XmlAttr& attr, const char* tag) {
+    return !attr.emptyElement && XmlBuffer::nextEquals(xb.nextTag(), tag);
+}
+
+// The element's text content as a string; empty for the empty form.
+inline std::string content(XmlBuffer& xb, const XmlAttr& attr) {
+    const char* text = xb.getContent(&attr);
+    return text ? std::string(text) : std::string();
+}
+
+// Equal ignoring the case of ASCII letters.
+inline bool sameName(std::string_view a, std::string_view b) {
+    if (a.size() != b.size()) return false;
+    for (size_t i = 0; i < a.size(); ++i) {
+        char x = a[i], y = b[i];
+        if (x >= 'A' && x <= 'Z') x = static_cast<char>(x | 0x20);
+        if (y >= 'A' && y <= 'Z') y = static_cast<char>(y | 0x20);
+        if (x != y) return false;
+    }
+    return true;
+}
+
+// The first form in `forms` (tried in order) whose tag opens next.
+template <class Form, size_t N>
+const Form* openForm(XmlBuffer& xb, const Form (&forms)[N]) {
+    for (const Form& form : forms)
+        if (xb.tagEquals(form.tag)) return &form;
+    return nullptr;
+}
+
+}  // namespace xmlsteps
