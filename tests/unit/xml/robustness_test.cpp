@@ -1,12 +1,11 @@
 // Hostile and large input: every prefix and thousands of mutations of real
 // replies end in a result or in an exception of the allowed kinds, deep
-// nesting fails cleanly, and reading is linear in the size of the reply.
+// nesting fails cleanly, and long lists arrive whole.
 #include "xml/envelope.h"
 #include "xml_test_util.h"
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <random>
 #include <stdexcept>
 #include <string>
@@ -147,26 +146,16 @@ std::string enumeration(int count) {
     return iReply(body);
 }
 
-double secondsToParse(const std::string& body, size_t expected) {
-    const auto start = std::chrono::steady_clock::now();
-    CimXml cim(body, 0);
+TEST(Robustness, AHundredThousandInstancesAllArrive) {
+    // How fast this goes is measured in bench/; here only that nothing is
+    // lost or reordered in a long list.
+    CimXml cim(enumeration(100000), 0);
     const auto* list = dynamic_cast<NamedInstancesXml*>(cim.getReturnData());
-    EXPECT_NE(list, nullptr);
-    if (list) {
-        EXPECT_EQ(list->items.size(), expected);
-    }
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
-
-TEST(Robustness, AHundredThousandInstancesParseInLinearTime) {
-    const std::string small = enumeration(20000);
-    const std::string large = enumeration(100000);
-    double smallTime = secondsToParse(small, 20000);
-    smallTime = std::min(smallTime, secondsToParse(small, 20000));
-    const double largeTime = secondsToParse(large, 100000);
-    // Five times the input: linear reading takes about five times as long,
-    // quadratic reading twenty-five times.
-    EXPECT_LT(largeTime, 12 * smallTime + 0.05) << "20000: " << smallTime << " s, 100000: " << largeTime << " s";
+    ASSERT_NE(list, nullptr);
+    ASSERT_EQ(list->items.size(), 100000u);
+    std::string last;
+    list->items.back().instance.toStringBuffer(last, "");
+    EXPECT_EQ(last, "-SlotNumber=99999\n-ModelName=\"ST4000NM0035 & co\"\n-Usage=\n");
 }
 
 }  // namespace
