@@ -49,7 +49,51 @@ public:
     // The remaining operations (same machinery, not used by the commands) are
     // declared by their implementer below this line.
 
+    // A single result is wrapped into a list of one.
+    std::unique_ptr<InstanceNamesXml> enumInstanceNames(URL& url);
+    std::unique_ptr<ClassesXml> enumClasses(URL& url, bool deepInheritance, bool localOnly,
+                                            bool includeQualifiers, bool includeClassOrigin);
+    std::unique_ptr<ClassNamesXml> enumClassNames(URL& url, bool deepInheritance);
+    std::string enumClassNames2str(URL* url, bool deepInheritance);
+
+    // `cls` is the class of the new instance; `properties` its name=value
+    // text. Throws CmdException for missing keys, reference values and
+    // names the class does not declare.
+    std::unique_ptr<RetValXml> createInstance(URL& url, ClassXml* cls, const char* properties);
+    // The INSTANCE carries the properties named in `properties`.
+    std::unique_ptr<RetValXml> modifyInstance(URL& url, InstanceXml* instance, const char* properties);
+    std::unique_ptr<RetValXml> deleteClass(URL& url);
+    std::unique_ptr<RetValXml> deleteInstance(URL& url);
+
+    // Null arguments are left out of the request.
+    std::unique_ptr<ObjectsWithPathXml> associators(URL& url, const char* assocClass, const char* resultClass,
+                                                    const char* role, const char* resultRole,
+                                                    const char* propertyList, bool includeQualifiers,
+                                                    bool includeClassOrigin);
+    std::string associators2str(URL* url, const char* assocClass, const char* resultClass, const char* role,
+                                const char* resultRole, const char* propertyList, bool includeQualifiers,
+                                bool includeClassOrigin);
+    std::unique_ptr<InstanceNamesXml> associatorNames(URL& url, const char* assocClass, const char* resultClass,
+                                                      const char* role, const char* resultRole);
+    std::unique_ptr<ObjectsWithPathXml> references(URL& url, const char* resultClass, const char* role,
+                                                   const char* propertyList, bool includeQualifiers,
+                                                   bool includeClassOrigin);
+    std::string references2str(URL* url, const char* resultClass, const char* role, const char* propertyList,
+                               bool includeQualifiers, bool includeClassOrigin);
+    std::unique_ptr<InstanceNamesXml> referenceNames(URL& url, const char* resultClass, const char* role);
+
+    std::unique_ptr<ValueXml> getProperty(URL& url, const char* name);
+    // `assignment` is one name=value pair naming a property of `cls`.
+    std::unique_ptr<RetValXml> setProperty(URL& url, ClassXml* cls, const char* assignment);
+
+    // Rejects a reference value given for a created or modified instance.
+    void testInst(URL& url, AValue* value);
+
 protected:
     Cimom() = default;
     CimErrorData cimErrorData;
+
+private:
+    // Hands a finished document to the transport and returns the reply.
+    std::string send(const std::string& document);
 };
