@@ -1,0 +1,215 @@
+#include "controller/report_fields.h"
+
+#include <iomanip>
+#include <stdexcept>
+
+#include "cim/url.h"
+#include "xml/model.h"
+
+namespace {
+
+bool IsControl(char c) {
+    const auto u = static_cast<unsigned char>(c);
+    return u < 0x20 || u == 0x7f;
+}
+
+size_t ValueStart(std::string_view text, std::string_view key) {
+    const size_t at = text.find(key);
+    if (at == std::string_view::npos) throw std::out_of_range("report key absent: " + std::string(key));
+    return at + key.size();
+}
+
+// 32-bit cuts wrap at 2^32; accumulating modulo 2^64 and keeping the low
+// half gives the same number.
+uint64_t Narrow(uint64_t value, Cut cut) {
+    return cut == Cut::UInt64 ? value : static_cast<uint32_t>(value);
+}
+
+void PrintNumber(std::ostream& os, uint64_t value, Cut cut) {
+    switch (cut) {
+    case Cut::Int32: os << static_cast<int32_t>(static_cast<uint32_t>(value)); break;
+    case Cut::UInt32: os << static_cast<uint32_t>(value); break;
+    default: os << value; break;
+    }
+}
+
+struct Scale {
+    double above;
+    std::string_view unit;
+};
+// Decimal units, strict comparisons, largest first.
+constexpr Scale kScales[] = {{1e9, "GB"}, {1e6, "MB"}, {1e3, "KB"}};
+
+void PrintBytes(std::ostream& os, double bytes, std::string_view blank, int precision, int unitWidth) {
+    std::string_view unit = "B";
+    for (const Scale& scale : kScales) {
+        if (bytes > scale.above) {
+            bytes /= scale.above;
+            unit = scale.unit;
+            break;
+        }
+    }
+    os << std::setprecision(precision) << bytes << blank << std::setw(unitWidth) << unit;
+}
+
+constexpr std::string_view kProgressStates[] = {"Rebuilding", "Initializing"};
+
+void PrintProgress(std::ostream& os, std::string_view text, std::string_view state, std::string_view key) {
+    for (std::string_view s : kProgressStates) {
+        if (state != s) continue;
+        const auto tenths = static_cast<uint32_t>(CutNumber(text, key));
+        os << '(' << tenths / 10 << '.' << tenths % 10 << "%)";
+        return;
+    }
+}
+
+// A guard returns false to end the record; it prints its message line, if
+// it has one, when it does.
+bool GuardPasses(std::ostream& os, std::string_view text, const Field& f) {
+    bool stop = false;
+    if (f.form == Form::StopIfText) stop = CutString(text, f.key) == f.aux;
+    if (f.form == Form::StopIfZero) stop = Narrow(CutNumber(text, f.key), f.cut) == 0;
+    if (stop && !f.label.empty()) os << f.label << '\n';
+    return !stop;
+}
+
+// Every value is cut before the width is set, so that a failed cut leaves
+// no width pending on the stream.
+void PrintValue(std::ostream& os, std::string_view text, const Field& f, size_t index) {
+    const auto number = [&] { return Narrow(CutNumber(text, f.key), f.cut); };
+    const std::streamsize width = f.width;
+    switch (f.form) {
+    case Form::Value:
+        if (f.cut == Cut::Text) {
+            const std::string_view value = CutString(text, f.key);
+            os << std::setw(width) << value;
+        } else {
+            const uint64_t n = number();
+            os << std::setw(width);
+            PrintNumber(os, n, f.cut);
+        }
+        break;
+    case Form::Index:
+        os << std::setw(width) << index + 1;
+        break;
+    case Form::PlusOne: {
+        const uint64_t n = Narrow(number() + 1, f.cut);
+        os << std::setw(width);
+        PrintNumber(os, n, f.cut);
+        break;
+    }
+    case Form::NaIf255:
+    case Form::NaIf255ElsePlusOne: {
+        const uint64_t n = number();
+        os << std::setw(width);
+        if (n == 255)
+            os << "N.A.";
+        else
+            PrintNumber(os, Narrow(f.form == Form::NaIf255 ? n : n + 1, f.cut), f.cut);
+        break;
+    }
+    case Form::Hex: {
+        const uint64_t n = number();
+        os << std::setw(width) << std::hex << std::showbase << std::uppercase;
+        PrintNumber(os, n, f.cut);
+        break;
+    }
+    case Form::BytesBlank:
+        PrintBytes(os, CutBytes(text, f.key), " ", 6, 0);
+        break;
+    case Form::BytesField:
+        PrintBytes(os, CutBytes(text, f.key), "", 4, f.width);
+        break;
+    case Form::UsageOr: {
+        const uint64_t n = CutNumber(text, f.aux);
+        const std::string_view usage = CutString(text, f.key);
+        const std::string_view shown = n == 255 || !usage.empty() ? usage : CutString(text, "-UsageExt=");
+        os << std::setw(width) << shown;
+        break;
+    }
+    case Form::StateProgress: {
+        const std::string_view state = CutString(text, f.key);
+        os << std::setw(width) << state;
+        PrintProgress(os, text, state, f.aux);
+        break;
+    }
+    case Form::StopIfText:
+    case Form::StopIfZero:
+        break;
+    }
+}
+
+}  // namespace
+
+std::string_view CutString(std::string_view text, std::string_view key) {
+    size_t open = 0;
+    int quotes = 0;
+    for (size_t i = ValueStart(text, key);; ++i) {
+        if (text.at(i) != '"') continue;
+        if (++quotes == 1) {
+            open = i + 1;
+        } else {
+            return text.substr(open, i - open);
+        }
+    }
+}
+
+uint64_t CutNumber(std::string_view text, std::string_view key) {
+    uint64_t value = 0;
+    for (size_t i = ValueStart(text, key); !IsControl(text.at(i)); ++i) {
+        const char c = text[i];
+        if (c >= '0' && c <= '9') value = value * 10 + static_cast<uint64_t>(c - '0');
+    }
+    return value;
+}
+
+double CutBytes(std::string_view text, std::string_view key) {
+    double value = 0;
+    for (size_t i = ValueStart(text, key); !IsControl(text.at(i)); ++i) {
+        const char c = text[i];
+        if (c >= '0' && c <= '9') value = value * 10 + (c - '0');
+    }
+    return value;
+}
+
+bool PrintFields(std::ostream& os, std::string_view text, const Field* fields, size_t count, size_t index) {
+    for (const Field* f = fields; f != fields + count; ++f) {
+        if (f->form == Form::StopIfText || f->form == Form::StopIfZero) {
+            if (!GuardPasses(os, text, *f)) return false;
+            continue;
+        }
+        os << f->label;
+        for (int t = 0; t < f->tabs; ++t) os << '\t';
+        PrintValue(os, text, *f, index);
+        os << f->suffix;
+        if (!f->label.empty()) os << '\n';
+    }
+    return true;
+}
+
+void PrintHeading(std::ostream& os, const Column* columns, size_t count) {
+    for (const Column* c = columns; c != columns + count; ++c) os << std::setw(c->width) << c->text;
+    os << '\n';
+}
+
+void ResetStream(std::ostream& os) {
+    os.flags(std::ios_base::dec | std::ios_base::skipws | std::ios_base::left);
+    os.precision(6);
+    os.fill(' ');
+}
+
+void RenderNamedInstance(std::string& work, NamedInstanceXml& item) {
+    work.clear();
+    item.name.toStringBuffer(work, ":");
+    item.instance.propagateKeyFlags(item.name.keys);
+    work += '\n';
+    item.instance.toStringBuffer(work, "");
+}
+
+void RenderInquiry(std::string& work, URL& path, InstanceXml& instance) {
+    work.clear();
+    path.toStringBufferGI(work);
+    work += '\n';
+    instance.propagateKeyFlags(path.keys);
+    instance.toStringBuffer(work, "");
+}
