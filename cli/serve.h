@@ -1,5 +1,5 @@
-// The seam between the command line and the work done for it: everything
-// after the ESXi password has been read.
+// What the driver hands to the side that serves a command (see
+// cli/dispatch.h): everything the command line said, and the ESXi password.
 #pragma once
 
 #include <string>
@@ -19,9 +19,3 @@ struct CommandLine {
     const char* clientCert = nullptr;  // "-clientcert"
     const char* clientKey = nullptr;   // "-clientkey"
 };
-
-// Connects, builds the target and control paths, sends the wait period,
-// dispatches the query or the method call and prints the outcome. Failures
-// are thrown as the XmlException family (or DoesNotExist); the result is the
-// exit status.
-int ServeCommand(CommandLine& cmd);

@@ -1,0 +1,26 @@
+#include "cli/auth.h"
+
+#include <optional>
+
+#include "cim/cimom.h"
+#include "cli/password.h"
+#include "cli/status.h"
+#include "controller/paths.h"
+
+bool VerifyControllerPassword(Cimom& cimom, const std::string& user, const std::string& password,
+                              const std::string& host, PasswordReader ask, std::ostream& os) {
+    if (ask == nullptr) ask = getmypasswd;
+    const std::string controllerPassword = ask("Enter RAID Controller's PassWord:");
+    const std::string arguments = "password=" + controllerPassword;
+    const std::string invocation = "AuthPassword.password=" + controllerPassword;
+
+    std::string path;
+    BuildURL(pricmd::sys, path, invocation, user, password, host);
+    URL controller(path.c_str());
+    const std::string reply = cimom.callMethod2str(&controller, "AuthPassword", arguments.c_str());
+
+    if (const std::optional<int> code = DecodeStatus(reply)) os << VerifyStatusText(*code) << '\n';
+    if (ReplyHasOk(reply)) return true;
+    os << "Controller Password Incorrect" << '\n';
+    return false;
+}

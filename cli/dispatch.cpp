@@ -1,0 +1,114 @@
+#include "cli/dispatch.h"
+
+#include <iostream>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "cim/cimom.h"
+#include "cli/status.h"
+#include "controller/paths.h"
+#include "controller/reports.h"
+#include "xml/errors.h"
+
+namespace {
+
+constexpr int kPasswordRefused = 13;
+
+// The controller class replaces the target's class (and drops its keys) in
+// the control path; 120 characters from the class name on are replaced.
+constexpr std::string_view kClassPrefix = "Quilo_";
+constexpr std::string_view kControlClass = "Quilo_RAIDControllerSystem";
+constexpr size_t kReplacedLength = 120;
+
+using ListReport = void (*)(std::string&, NamedInstancesXml&, std::ostream&);
+using ItemReport = void (*)(URL&, std::string&, InstanceXml&, std::ostream&);
+
+// The queries: an enumeration with a table report, or one instance with an
+// inquiry report. Every other option takes the method path.
+struct Query {
+    subcmd option;
+    ListReport list;    // enumInstances
+    ItemReport item;    // getInstance
+    bool noneIfEmpty;   // print "None" when nothing came back
+};
+constexpr Query kQueries[] = {
+    {subcmd::rsf_info, DisplayRAIDSetInfo, nullptr, true},
+    {subcmd::vsf_info, DisplayVolumeInfo, nullptr, true},
+    {subcmd::vsf_inq, nullptr, DisplayVolumeInquiry, false},
+    {subcmd::disk_info, DisplayDiskInfo, nullptr, true},
+    {subcmd::disk_inq, nullptr, DisplayDiskInquiry, false},
+    {subcmd::sys_info, DisplaySystemInfo, nullptr, false},
+    {subcmd::event_info, DisplayEventInfo, nullptr, false},
+};
+
+const Query* FindQuery(subcmd option) {
+    for (const Query& query : kQueries)
+        if (query.option == option) return &query;
+    return nullptr;
+}
+
+std::string ControlPath(const std::string& targetPath) {
+    std::string path = targetPath;
+    const size_t at = path.find(kClassPrefix);
+    if (at != std::string::npos) path.replace(at, kReplacedLength, kControlClass);
+    return path;
+}
+
+// Every served command, queries included, first sets the controller's wait
+// period. The reply is of no interest.
+void SetWaitPeriod(Cimom& cimom, const std::string& targetPath) {
+    const std::string path = ControlPath(targetPath);
+    URL control(path.c_str());
+    cimom.callMethod2str(&control, "SetWaTP", "Period=2");
+}
+
+void RunQuery(Cimom& cimom, URL& target, const Query& query) {
+    std::string work;
+    if (query.list) {
+        std::unique_ptr<NamedInstancesXml> result = cimom.enumInstances(target, nullptr, true, false, true, false);
+        if (result)
+            query.list(work, *result, std::cout);
+        else if (query.noneIfEmpty)
+            std::cout << "None" << '\n';
+    } else {
+        std::unique_ptr<InstanceXml> result = cimom.getInstance(target, nullptr, false, true, false);
+        if (result)
+            query.item(target, work, *result, std::cout);
+        else if (query.noneIfEmpty)
+            std::cout << "None" << '\n';
+    }
+}
+
+// The parameter text is "Method.arguments". Without a dot both the method
+// name and the arguments are the whole text.
+int RunMethod(Cimom& cimom, URL& target, const CommandLine& cmd, PasswordReader ask) {
+    if (!VerifyControllerPassword(cimom, cmd.user, cmd.password, cmd.host, ask)) return kPasswordRefused;
+    const std::string& text = cmd.parameters;
+    const size_t dot = text.find('.');
+    const std::string method = dot == std::string::npos ? text : text.substr(0, dot);
+    const std::string arguments = dot == std::string::npos ? text : text.substr(dot + 1);
+    const std::string reply = cimom.callMethod2str(&target, method.c_str(), arguments.c_str());
+    PrintMethodStatus(reply, std::cout);
+    return 0;
+}
+
+}  // namespace
+
+int DispatchCommand(Cimom& cimom, CommandLine& cmd, PasswordReader ask) {
+    // Peer verification stays off; the files are passed as given.
+    cimom.setClientCertificates(cmd.caCert, 1, cmd.clientCert, cmd.clientKey);
+
+    std::string path;
+    BuildURL(cmd.primary, path, cmd.parameters, cmd.user, cmd.password, cmd.host);
+    URL target(path.c_str());
+    if (target.className.empty()) throw CmdException("Class name not specified");
+
+    SetWaitPeriod(cimom, path);
+
+    if (const Query* query = FindQuery(cmd.option)) {
+        RunQuery(cimom, target, *query);
+        return 0;
+    }
+    return RunMethod(cimom, target, cmd, ask);
+}
