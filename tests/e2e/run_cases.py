@@ -13,6 +13,7 @@ runs against one simulated server ("runs"):
      "status": 0,
      "sim": ["--scenario", "..."],      # start the simulated server with these
      "requests": [["GetClass", "..."]], # what it must have received
+     "connections": 1,                  # TLS connections the run opened
      "runs": [{...}, ...]}              # instead of the run fields above
 
 The simulated server is started when a case has "sim" or "requests" or
@@ -28,7 +29,7 @@ import subprocess
 import sys
 
 RUN_KEYS = {"args", "stdin", "env", "stdout", "stdout_contains", "stderr",
-            "stderr_contains", "status", "requests"}
+            "stderr_contains", "status", "requests", "connections"}
 CASE_KEYS = RUN_KEYS | {"name", "sim", "runs", "comment"}
 MULTI_RUN_CASE_KEYS = {"name", "sim", "runs", "comment", "env"}
 
@@ -116,6 +117,7 @@ def play_run(options, run, shared_env, server):
         args.append(word)
 
     stdin = run.get("stdin", "").encode("utf-8")
+    connections_before = server.connections() if server is not None else 0
     try:
         done = subprocess.run([options.rbz] + args, input=stdin, capture_output=True,
                               env=environment(shared_env, run.get("env")),
@@ -144,6 +146,10 @@ def play_run(options, run, shared_env, server):
                 failures.append(diff("requests",
                                      "".join(json.dumps(r) + "\n" for r in expected),
                                      "".join(json.dumps(r) + "\n" for r in received)))
+        if "connections" in run:
+            opened = server.connections() - connections_before
+            if opened != run["connections"]:
+                failures.append("%d TLS connections, expected %d" % (opened, run["connections"]))
     return failures
 
 
