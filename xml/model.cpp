@@ -70,7 +70,7 @@ ValueXml::ValueXml(XmlBuffer& xb) : RetValXml(TypeValue) {
 
     switch (kind) {
     case Value:
-        value = content(xb, attr);
+        xmlsteps::contentTo(xb, attr, value);
         break;
     case Array:
         while (childIs(xb, attr, "VALUE")) elements.add(ValueXml(xb));
@@ -115,7 +115,7 @@ void ValueXml::toStringBuffer(std::string& buf, const char* q) const {
     switch (kind) {
     case Value:
         buf += q;
-        buf += unescapeXml(value.c_str(), 1);
+        unescapeXmlTo(buf, value.c_str(), 1);
         buf += q;
         break;
     case Array:
@@ -139,20 +139,19 @@ KeyValueXml::KeyValueXml(XmlBuffer& xb) {
     XmlAttr attr(elm.attrs.size());
     open(xb, "KEYVALUE", elm, attr, "Expecting KEYVALUE element", "Bad KEYVALUE attributes");
     valueType = std::move(attr.attr[0]);
-    value = content(xb, attr);
+    xmlsteps::contentTo(xb, attr, value);
     close(xb, "KEYVALUE", attr, "Expecting </KEYVALUE> tag");
 }
 
 KeyValueXml::KeyValueXml(const char* text) : valueType("string"), value(text ? text : "") {}
 
 void KeyValueXml::toStringBuffer(std::string& buf, const char* q) const {
-    const std::string text = unescapeXml(value.c_str(), 1);
     if (noQuotes) {
-        buf += text;
+        unescapeXmlTo(buf, value.c_str(), 1);
         return;
     }
     buf += q;
-    buf += text;
+    unescapeXmlTo(buf, value.c_str(), 1);
     buf += q;
 }
 
@@ -382,23 +381,37 @@ struct PropertyForm {
     PropertyXml::Kind kind;
     size_t count;
     const char* names[5];
-    std::string PropertyXml::*fields[5];
+    // The field of each name: 0 NAME, 1 TYPE, then the rarely set ones.
+    int fields[5];
 };
+
+enum PropertyField { FieldName, FieldType, FieldClassOrigin, FieldPropagated, FieldEmbeddedObject,
+                     FieldReferenceClass, FieldArraySize };
 
 // Tried in this order; the attribute tables follow each element's list.
 constexpr PropertyForm propertyForms[] = {
     {"PROPERTY.REFERENCE", PropertyXml::Reference, 4,
      {"NAME", "REFERENCECLASS", "CLASSORIGIN", "PROPAGATED"},
-     {&PropertyXml::name, &PropertyXml::referenceClass, &PropertyXml::classOrigin, &PropertyXml::propagated}},
+     {FieldName, FieldReferenceClass, FieldClassOrigin, FieldPropagated}},
     {"PROPERTY.ARRAY", PropertyXml::Array, 5,
      {"NAME", "TYPE", "CLASSORIGIN", "PROPAGATED", "ARRAYSIZE"},
-     {&PropertyXml::name, &PropertyXml::type, &PropertyXml::classOrigin, &PropertyXml::propagated,
-      &PropertyXml::arraySize}},
+     {FieldName, FieldType, FieldClassOrigin, FieldPropagated, FieldArraySize}},
     {"PROPERTY", PropertyXml::Plain, 5,
      {"NAME", "TYPE", "CLASSORIGIN", "PROPAGATED", "EMBEDDEDOBJECT"},
-     {&PropertyXml::name, &PropertyXml::type, &PropertyXml::classOrigin, &PropertyXml::propagated,
-      &PropertyXml::embeddedObject}},
+     {FieldName, FieldType, FieldClassOrigin, FieldPropagated, FieldEmbeddedObject}},
 };
+
+void setField(PropertyXml& p, int field, std::string&& value) {
+    switch (field) {
+    case FieldName: p.name = std::move(value); break;
+    case FieldType: p.type = std::move(value); break;
+    case FieldClassOrigin: p.classOrigin = std::move(value); break;
+    case FieldPropagated: p.propagated = std::move(value); break;
+    case FieldEmbeddedObject: p.embeddedObject = std::move(value); break;
+    case FieldReferenceClass: p.referenceClass = std::move(value); break;
+    case FieldArraySize: p.arraySize = std::move(value); break;
+    }
+}
 
 XmlElement tableOf(PropertyXml::Kind kind) {
     for (const PropertyForm& f : propertyForms)
@@ -426,7 +439,7 @@ PropertyXml::PropertyXml(XmlBuffer& xb) {
     XmlAttr attr(table.attrs.size());
     if (!xb.attrsOk(table, attr, form->tag)) throw ParseException("Bad PROPERTY attributes");
     kind = form->kind;
-    for (size_t i = 0; i < form->count; ++i) this->*(form->fields[i]) = std::move(attr.attr[i]);
+    for (size_t i = 0; i < form->count; ++i) setField(*this, form->fields[i], std::move(attr.attr[i]));
 
     for (;;) {
         if (xb.endTag(form->tag, &attr)) break;
@@ -488,16 +501,21 @@ InstanceXml::InstanceXml(XmlBuffer& xb) : RetValXml(TypeInstance) {
     XmlAttr attr(elm.attrs.size());
     open(xb, "INSTANCE", elm, attr, "Expecting INSTANCE element", "Bad INSTANCE attributes");
     className = std::move(attr.attr[0]);
+    // Built in place, into room for as many properties as the last instance
+    // had; the vector is trimmed to its size at the end.
+    properties.reserve(xb.propertyHint);
     for (;;) {
         if (xb.endTag("INSTANCE", &attr)) break;
         const char* next = xb.nextTag();
         if (XmlBuffer::nextEquals(next, "QUALIFIER"))
             qualifiers.add(QualifierXml(xb));
         else if (XmlBuffer::nextEquals(next, "PROPERTY"))
-            properties.add(PropertyXml(xb));
+            properties.emplace_back(xb);
         else
             throw ParseException("Expecting /INSTANCE, QUALIFIER or PROPERTY element");
     }
+    if (properties.capacity() > properties.size()) properties.shrink_to_fit();
+    xb.propertyHint = properties.size();
 }
 
 std::unique_ptr<RetValXml> InstanceXml::clone() const { return std::make_unique<InstanceXml>(*this); }

@@ -10,6 +10,7 @@
 #include "xml/xml_buffer.h"
 
 #include <memory>
+#include <ostream>
 #include <string>
 
 // Type codes of the results an operation can get back.
@@ -196,6 +197,49 @@ public:
     int key = 0;
 };
 
+// An attribute that replies rarely carry: it takes one pointer until it is
+// set to a non-empty text. Reads as a std::string ("" when unset).
+class RareText {
+public:
+    RareText() = default;
+    RareText(const RareText& other) : text(other.text ? std::make_unique<std::string>(*other.text) : nullptr) {}
+    RareText& operator=(const RareText& other) {
+        if (this != &other) *this = other.str();
+        return *this;
+    }
+    RareText(RareText&&) noexcept = default;
+    RareText& operator=(RareText&&) noexcept = default;
+    RareText& operator=(std::string value) {
+        if (value.empty())
+            text.reset();
+        else if (text)
+            *text = std::move(value);
+        else
+            text = std::make_unique<std::string>(std::move(value));
+        return *this;
+    }
+
+    const std::string& str() const {
+        static const std::string none;
+        return text ? *text : none;
+    }
+    operator const std::string&() const { return str(); }
+    const char* c_str() const { return str().c_str(); }
+    size_t size() const { return str().size(); }
+    bool empty() const { return !text || text->empty(); }
+
+    friend bool operator==(const RareText& a, const std::string& b) { return a.str() == b; }
+    friend bool operator==(const std::string& a, const RareText& b) { return a == b.str(); }
+    friend bool operator==(const RareText& a, const char* b) { return a.str() == b; }
+    friend bool operator==(const char* a, const RareText& b) { return a == b.str(); }
+    friend bool operator!=(const RareText& a, const std::string& b) { return a.str() != b; }
+    friend bool operator!=(const RareText& a, const char* b) { return a.str() != b; }
+    friend std::ostream& operator<<(std::ostream& os, const RareText& t) { return os << t.str(); }
+
+private:
+    std::unique_ptr<std::string> text;
+};
+
 class PropertyXml {
 public:
     enum Kind { Plain = 1, Reference = 2, Array = 3 };
@@ -213,7 +257,8 @@ public:
     // PROPERTY, PROPERTY.REFERENCE, PROPERTY.ARRAY: indexed by kind - 1.
     static const XmlElement elm[3];
 
-    std::string name, type, classOrigin, propagated, embeddedObject, referenceClass, arraySize;
+    std::string name, type;
+    RareText classOrigin, propagated, embeddedObject, referenceClass, arraySize;
     int kind = Plain;
     ArrayXml<QualifierXml> qualifiers;
     Option<ValueXml> value;

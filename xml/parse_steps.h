@@ -37,6 +37,15 @@ inline std::string content(XmlBuffer& xb, const XmlAttr& attr) {
     return text ? std::string(text) : std::string();
 }
 
+// The same, assigned to `out` without a temporary.
+inline void contentTo(XmlBuffer& xb, const XmlAttr& attr, std::string& out) {
+    const char* text = xb.getContent(&attr);
+    if (text)
+        out.assign(text);
+    else
+        out.clear();
+}
+
 // Equal ignoring the case of ASCII letters.
 inline bool sameName(std::string_view a, std::string_view b) {
     if (a.size() != b.size()) return false;
@@ -52,9 +61,10 @@ inline bool sameName(std::string_view a, std::string_view b) {
 // The first form in `forms` (tried in order) whose tag opens next.
 template <class Form, size_t N>
 const Form* openForm(XmlBuffer& xb, const Form (&forms)[N]) {
-    for (const Form& form : forms)
-        if (xb.tagEquals(form.tag)) return &form;
-    return nullptr;
+    const char* tags[N];
+    for (size_t i = 0; i < N; ++i) tags[i] = forms[i].tag;
+    const int at = xb.tagIndex(tags, N);
+    return at < 0 ? nullptr : &forms[at];
 }
 
 }  // namespace xmlsteps

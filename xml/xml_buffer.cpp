@@ -96,8 +96,11 @@ bool XmlBuffer::nextEquals(const char* p, const char* name) {
 
 int XmlBuffer::getWord(const char* w, int caseSensitive) {
     if (DBGXB) std::fprintf(stderr, "--- XmlBuffer::getWord(\"%s\") ", w);
-    const size_t n = std::strlen(w);
-    if (left() < n || !sameText(cursor, w, n, caseSensitive != 0)) return 0;
+    return getWordN(w, std::strlen(w), caseSensitive != 0);
+}
+
+int XmlBuffer::getWordN(const char* w, size_t n, bool caseSensitive) {
+    if (left() < n || !sameText(cursor, w, n, caseSensitive)) return 0;
     if (cursor + n < end() && isAlnum(cursor[n])) return 0;
     cursor += n;
     return 1;
@@ -115,29 +118,48 @@ int XmlBuffer::tagEquals(const char* tag) {
     return 0;
 }
 
+int XmlBuffer::tagIndex(const char* const* tags, size_t count) {
+    char* const saved = cursor;
+    skipWS();
+    if (getChar('<')) {
+        skipWS();
+        for (size_t i = 0; i < count; ++i) {
+            if (DBGXB) std::fprintf(stderr, "--- XmlBuffer::tagEquals(\"%s\")\n", tags[i]);
+            if (getWordN(tags[i], std::strlen(tags[i]), true)) return static_cast<int>(i);
+        }
+    }
+    cursor = saved;
+    return -1;
+}
+
 int XmlBuffer::attrsOk(const XmlElement& elm, XmlAttr& attr, const char* tag) {
     if (DBGXB) std::fprintf(stderr, "--- XmlBuffer::attrsOk() %s\n", tag);
     const size_t count = std::min<size_t>(elm.attrs.size(), 64);
     if (attr.attr.size() < count) attr.attr.resize(count);
-    for (auto& value : attr.attr) value.clear();
+    for (size_t i = 0; i < attr.attr.size(); ++i) attr.attr[i].clear();
     attr.emptyElement = false;
     unsigned long long seen = 0;
 
     skipWS();
     while (cursor < end() && isAlpha(*cursor)) {
         size_t i = 0;
-        while (i < count && ((seen >> i & 1) || !getWord(elm.attrs[i].c_str(), 0))) ++i;
+        while (i < count &&
+               ((seen >> i & 1) || !getWordN(elm.attrs[i].data(), elm.attrs[i].size(), false)))
+            ++i;
         if (i == count)
             throw ParseException(std::string("Unknown attribute in list for ") + tag + " (" +
                                  peek(cursor, end(), 10) + ")");
         skipWS();
         if (!getChar('=')) throw ParseException("'=' expected in attribute list");
-        attr.attr[i] = getValue(elm.attrs[i].c_str());
+        if (DBGXB) std::fprintf(stderr, "--- XmlBuffer::getValue(\"%s\")\n", elm.attrs[i].c_str());
+        const std::string_view value = valueText();
+        attr.attr[i].assign(value.data(), value.size());
         seen |= 1ULL << i;
         skipWS();
     }
 
-    if (getChar("/>")) {
+    if (left() >= 2 && cursor[0] == '/' && cursor[1] == '>') {
+        cursor += 2;
         attr.emptyElement = true;
         return 1;
     }
@@ -154,7 +176,8 @@ int XmlBuffer::endTag(const char* tag, const XmlAttr* attr) {
     if (attr && attr->emptyElement) return 1;
     char* const saved = cursor;
     skipWS();
-    if (getChar("</")) {
+    if (left() >= 2 && cursor[0] == '<' && cursor[1] == '/') {
+        cursor += 2;
         skipWS();
         if (getWord(tag, 1)) {
             skipWS();
@@ -193,6 +216,11 @@ int XmlBuffer::testAttr(const char* name, const char* value, int caseSensitive) 
 
 std::string XmlBuffer::getValue(const char* attrName) {
     if (DBGXB) std::fprintf(stderr, "--- XmlBuffer::getValue(\"%s\")\n", attrName);
+    const std::string_view value = valueText();
+    return std::string(value.data(), value.size());
+}
+
+std::string_view XmlBuffer::valueText() {
     skipWS();
     if (cursor >= end() || (*cursor != '"' && *cursor != '\''))
         throw std::logic_error("basic_string: construction from null is not valid");
@@ -207,7 +235,7 @@ std::string XmlBuffer::getValue(const char* attrName) {
         cursor = close;
     }
     const size_t len = static_cast<size_t>(close - start);
-    return std::string(start, strnlen(start, len));
+    return std::string_view(start, strnlen(start, len));
 }
 
 const char* XmlBuffer::getContent(const XmlAttr* attr) {
@@ -274,32 +302,45 @@ constexpr Entity entities[] = {
 
 }  // namespace
 
+void unescapeXmlTo(std::string& out, const char* text, int mode) {
+    if (!text) return;
+    const char* p = text;
+    const char* const e = text + std::strlen(text);
+    while (p < e) {
+        // A run without '&' or '\\' goes over in one append.
+        const char* const run = p;
+        while (p < e && *p != '&' && *p != '\\') ++p;
+        if (p != run) out.append(run, static_cast<size_t>(p - run));
+        if (p == e) break;
+        if (*p == '\\') {
+            if (mode)
+                out.append("\\\\", 2);
+            else
+                out += '\\';
+            ++p;
+            continue;
+        }
+        const size_t rest = static_cast<size_t>(e - p);
+        const Entity* hit = nullptr;
+        for (const Entity& ent : entities)
+            if (rest >= ent.name.size() && sameText(p, ent.name.data(), ent.name.size(), false)) {
+                hit = &ent;
+                break;
+            }
+        if (hit) {
+            out += mode ? hit->escaped : hit->plain;
+            p += hit->name.size();
+        } else {
+            out += '&';
+            ++p;
+        }
+    }
+}
+
 std::string unescapeXml(const char* text, int mode) {
     std::string out;
     if (!text) return out;
-    const std::string_view in(text);
-    out.reserve(in.size());
-    for (size_t i = 0; i < in.size(); ++i) {
-        const char c = in[i];
-        if (c == '\\') {
-            out += mode ? "\\\\" : "\\";
-            continue;
-        }
-        if (c == '&') {
-            const Entity* hit = nullptr;
-            for (const Entity& ent : entities)
-                if (in.size() - i >= ent.name.size() &&
-                    sameText(in.data() + i, ent.name.data(), ent.name.size(), false)) {
-                    hit = &ent;
-                    break;
-                }
-            if (hit) {
-                out += mode ? hit->escaped : hit->plain;
-                i += hit->name.size() - 1;
-                continue;
-            }
-        }
-        out += c;
-    }
+    out.reserve(std::strlen(text));
+    unescapeXmlTo(out, text, mode);
     return out;
 }

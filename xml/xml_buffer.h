@@ -6,6 +6,8 @@
 #include "xml/string_array.h"
 
 #include <string>
+#include <string_view>
+#include <vector>
 
 // The attribute table of one element kind: names in a fixed order.
 class XmlElement {
@@ -16,13 +18,39 @@ public:
     StringArray attrs;
 };
 
+// The values of one start tag, indexed like the element's table. The first
+// `inlineCount` live inside the object (the element parser's frame), so the
+// tables of the reply elements need no heap block of their own.
+class AttrValues {
+public:
+    static constexpr size_t inlineCount = 6;
+    explicit AttrValues(size_t count) { resize(count); }
+    size_t size() const { return n; }
+    // New slots are empty, as a vector's would be.
+    void resize(size_t count) {
+        for (size_t i = n; i < count && i < inlineCount; ++i) slots[i].clear();
+        if (count > inlineCount)
+            more.resize(count - inlineCount);
+        else
+            more.clear();
+        n = count;
+    }
+    std::string& operator[](size_t i) { return i < inlineCount ? slots[i] : more[i - inlineCount]; }
+    const std::string& operator[](size_t i) const { return i < inlineCount ? slots[i] : more[i - inlineCount]; }
+
+private:
+    std::string slots[inlineCount];
+    std::vector<std::string> more;
+    size_t n = 0;
+};
+
 // What one start tag carried: values parallel to the element's table (empty
 // when absent) and whether the tag closed itself.
 class XmlAttr {
 public:
     explicit XmlAttr(size_t count = 8) : attr(count) {}
     bool emptyElement = false;
-    StringArray attr;
+    AttrValues attr;
 };
 
 class XmlBuffer {
@@ -38,6 +66,10 @@ public:
     static bool nextEquals(const char* p, const char* name);
     int getWord(const char* w, int caseSensitive = 1);
     int tagEquals(const char* tag);
+    // tagEquals tried with each of `tags` in order, the blanks around "<"
+    // skipped once: the index of the first that opens next, or -1 with the
+    // cursor where it was.
+    int tagIndex(const char* const* tags, size_t count);
     // Reads the attributes of the start tag just opened, names matched
     // without case in table order. 1 when the tag ends in ">" or "/>"; 0
     // when it ends in "?>" but is not the prolog (the element parser then
@@ -73,7 +105,15 @@ public:
     };
     static constexpr int maxDepth = 64;
 
+    // Element parsers reserve this many properties for the next instance:
+    // the count of the last one (the instances of a reply share a class).
+    size_t propertyHint = 0;
+
 private:
+    // getWord with the length of `w` known.
+    int getWordN(const char* w, size_t n, bool caseSensitive);
+    // The quoted value after '=' (see getValue), cut in place.
+    std::string_view valueText();
     size_t left() const { return static_cast<size_t>(end() - cursor); }
     char* limit() { return &text[0] + text.size(); }
 
@@ -86,3 +126,5 @@ private:
 // Entity decoding: mode 0 plain, any other mode escapes quotes and backslashes
 // for the text renderings.
 std::string unescapeXml(const char* text, int mode);
+// The same, appended to `out` (nothing for a null `text`).
+void unescapeXmlTo(std::string& out, const char* text, int mode);
