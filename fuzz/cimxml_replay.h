@@ -31,8 +31,8 @@ struct Result {
     std::string text;   // the default rendering, or the error's message
 };
 
-// A result and its clone rendered differently: a deep copy lost or shared
-// something.
+// A result and its clone (or the result once taken out of its tree)
+// rendered differently: a deep copy or a move lost or shared something.
 class CloneMismatch : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -50,6 +50,7 @@ struct Flags {
 constexpr Flags flagSets[] = {
     {1, 0, 0, 0, 0, ""},
     {0, 1, 0, 0, 1, "\""},
+    {1, 0, 0, 1, 0, ""},
     {1, 1, 1, 1, 1, ""},
 };
 
@@ -168,10 +169,34 @@ inline std::string renderAll(const RetValXml& r) {
     return first;
 }
 
+// The table reports mark an instance's key properties from its name before
+// rendering it; do the same to every named instance of the result.
+inline void markKeys(RetValXml& r) {
+    if (auto* one = dynamic_cast<NamedInstanceXml*>(&r)) one->instance.propagateKeyFlags(one->name.keys);
+    if (auto* list = dynamic_cast<NamedInstancesXml*>(&r))
+        for (NamedInstanceXml& item : list->items) item.instance.propagateKeyFlags(item.name.keys);
+}
+
 inline Result replay(const uint8_t* data, size_t size) {
     try {
-        CimXml reply(std::string(reinterpret_cast<const char*>(data), size), 0);
-        return {Outcome::Rendered, renderAll(*reply.getReturnData())};
+        std::string text;
+        std::unique_ptr<RetValXml> taken;
+        {
+            CimXml reply(std::string(reinterpret_cast<const char*>(data), size), 0);
+            RetValXml& result = *reply.getReturnData();
+            markKeys(result);
+            text = renderAll(result);
+            // The operations take the result out of the tree; it must
+            // outlive the tree unchanged.
+            taken = reply.takeReturnData();
+        }
+        std::string again;
+        {
+            FlagScope scope(flagSets[0]);
+            render(*taken, again, flagSets[0].q);
+        }
+        if (again != text) throw CloneMismatch("result taken from the tree renders differently");
+        return {Outcome::Rendered, std::move(text)};
     } catch (const XmlException& e) {
         return {Outcome::XmlError, e.getMsg()};
     } catch (const DoesNotExist& e) {

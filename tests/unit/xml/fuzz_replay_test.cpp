@@ -152,6 +152,7 @@ const Known knownResults[] = {
     {"edge-property-kinds.xml", Outcome::Rendered, "-P=\"a\",\"b\"\n-R=X.A=\"x\"\n-E=\"<INSTANCE/>\"\n", false},
     {"edge-keybinding-reference.xml", Outcome::Rendered, "L.r=X.A=\"x\",n=4,s=\"v\",e=", false},
     {"edge-class-method.xml", Outcome::Rendered, "-K=\n-K=\n-a\n|-b\n|-c\n|-d\n", false},
+    {"edge-objectwithpath-local.xml", Outcome::Rendered, "root/cimv2:X.A=\"x\"\n-A=\"x\"\n", false},
 };
 
 class KnownResult : public ::testing::TestWithParam<Known> {};
