@@ -2,6 +2,7 @@
 // which names count as declared, which of those take reference values, and
 // whether a pair waits for trailing bare tokens before it is stored.
 #include "cim/avps.h"
+#include "xml/text.h"
 
 #include <string_view>
 
@@ -9,14 +10,7 @@ namespace {
 
 constexpr size_t npos = std::string::npos;
 
-constexpr char lower(char c) { return (c >= 'A' && c <= 'Z') ? static_cast<char>(c - 'A' + 'a') : c; }
 
-bool equalsNoCase(std::string_view a, std::string_view b) {
-    if (a.size() != b.size()) return false;
-    for (size_t i = 0; i < a.size(); ++i)
-        if (lower(a[i]) != lower(b[i])) return false;
-    return true;
-}
 
 // A declared parameter or property, as far as the split needs it.
 struct Declared {

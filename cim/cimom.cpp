@@ -8,6 +8,7 @@
 
 #include "cim/avps.h"
 #include "xml/errors.h"
+#include "xml/text.h"
 
 #include <cstdio>
 #include <initializer_list>
@@ -30,14 +31,7 @@ std::string Cimom::send(const std::string& document) {
 
 namespace {
 
-constexpr char lower(char c) { return (c >= 'A' && c <= 'Z') ? static_cast<char>(c - 'A' + 'a') : c; }
 
-bool equalsNoCase(std::string_view a, std::string_view b) {
-    if (a.size() != b.size()) return false;
-    for (size_t i = 0; i < a.size(); ++i)
-        if (lower(a[i]) != lower(b[i])) return false;
-    return true;
-}
 
 // How a namespace path is spelled; the three forms differ on purpose.
 struct NameSpaceSpelling {

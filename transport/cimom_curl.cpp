@@ -2,6 +2,7 @@
 
 #include "xml/envelope.h"
 #include "xml/errors.h"
+#include "xml/text.h"
 #include "xml/render_flags.h"
 
 #include <unistd.h>
@@ -46,15 +47,6 @@ const curl_version_info_data* version() {
     return info;
 }
 
-bool equalsIgnoreCase(std::string_view a, std::string_view b) {
-    if (a.size() != b.size()) return false;
-    for (size_t i = 0; i < a.size(); ++i) {
-        if (std::tolower(static_cast<unsigned char>(a[i])) != std::tolower(static_cast<unsigned char>(b[i])))
-            return false;
-    }
-    return true;
-}
-
 // The decimal number at the start of `text`, read the way atoi reads it:
 // leading blanks skipped, a sign allowed, 0 when no digit follows.
 int leadingNumber(std::string_view text) {
@@ -89,7 +81,7 @@ constexpr std::array<StatusHeader, 3> statusHeaders = {{
 const StatusHeader* findStatusHeader(std::string_view name) {
     for (const StatusHeader& h : statusHeaders) {
         if (name.size() < h.back) continue;
-        if (equalsIgnoreCase(name.substr(name.size() - h.back, h.compared), std::string_view(h.name, h.compared)))
+        if (equalsNoCase(name.substr(name.size() - h.back, h.compared), std::string_view(h.name, h.compared)))
             return &h;
     }
     return nullptr;
@@ -97,7 +89,7 @@ const StatusHeader* findStatusHeader(std::string_view name) {
 
 bool verboseWanted() {
     const char* value = std::getenv("CURLDEBUG");
-    return value != nullptr && !equalsIgnoreCase(value, "false");
+    return value != nullptr && !equalsNoCase(value, "false");
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "xml/render_flags.h"
+#include "xml/text.h"
 #include "xml/xml_buffer.h"
 
 #include <cstdio>
@@ -48,14 +49,7 @@ inline void contentTo(XmlBuffer& xb, const XmlAttr& attr, std::string& out) {
 
 // Equal ignoring the case of ASCII letters.
 inline bool sameName(std::string_view a, std::string_view b) {
-    if (a.size() != b.size()) return false;
-    for (size_t i = 0; i < a.size(); ++i) {
-        char x = a[i], y = b[i];
-        if (x >= 'A' && x <= 'Z') x = static_cast<char>(x | 0x20);
-        if (y >= 'A' && y <= 'Z') y = static_cast<char>(y | 0x20);
-        if (x != y) return false;
-    }
-    return true;
+    return equalsNoCase(a, b);
 }
 
 // The first form in `forms` (tried in order) whose tag opens next.
