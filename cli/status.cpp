@@ -45,34 +45,14 @@ constexpr StatusText kDriverTable[] = {
     {176, "Command Timed Out"},
 };
 
-// The password check's variant: other texts for 66 and 67, nothing for 49
-// and 51, and a default for everything else.
-constexpr StatusText kVerifyTable[] = {
+// The password check's variant: its own texts for 66 and 67, the driver's
+// texts from 68 on (49 and 51 are not among them), and a default for every
+// other code.
+constexpr StatusText kVerifyOwnTexts[] = {
     {66, "RAID Set Not Normal"},
     {67, "Volume Set Not Normal"},
-    {68, "No RAID Set"},
-    {69, "No Volume Set"},
-    {70, "No Physical Drive"},
-    {71, "Parameter Error"},
-    {72, "Unsupported Command"},
-    {73, "Disk Configuration Changed"},
-    {74, "Invalid Password for the RAID Controller"},
-    {75, "No Disk Space"},
-    {76, "CheckSum Error"},
-    {77, "Rassword Required"},
-    {78, "No More Data"},
-    {79, "INTERNAL ERROR "},
-    {80, "Firmware CRC Error"},
-    {81, "Firmware Invalid"},
-    {82, "Firmware Update Failed"},
-    {83, "Firmware No HDD"},
-    {84, "End of Data"},
-    {85, "Encryption Type Mismatch"},
-    {86, "Encryption Key Length Invalid"},
-    {87, "Encryption Key Invalid"},
-    {88, "Disk Test Failed"},
-    {176, "Command Timed Out"},
 };
+constexpr int kVerifySharedFrom = 68;
 constexpr std::string_view kVerifyDefault = "Disk Test Failed";
 
 template <size_t N>
@@ -103,7 +83,10 @@ bool ReplyHasOk(std::string_view reply) { return reply.find(kOkMarker) != std::s
 
 std::string_view DriverStatusText(int code) { return Lookup(kDriverTable, code, {}); }
 
-std::string_view VerifyStatusText(int code) { return Lookup(kVerifyTable, code, kVerifyDefault); }
+std::string_view VerifyStatusText(int code) {
+    const std::string_view shared = code >= kVerifySharedFrom ? DriverStatusText(code) : std::string_view{};
+    return Lookup(kVerifyOwnTexts, code, shared.empty() ? kVerifyDefault : shared);
+}
 
 void PrintMethodStatus(std::string_view reply, std::ostream& os) {
     if (const std::optional<int> code = DecodeStatus(reply)) {
