@@ -15,7 +15,7 @@ using xmlsteps::sameName;
 namespace {
 
 struct ParameterForm {
-    const char* tag;
+    std::string_view tag;
     ParameterXml::Kind kind;
     size_t count;
     const char* names[3];
@@ -50,7 +50,7 @@ ParameterXml::ParameterXml(XmlBuffer& xb) {
     if (!form) throw ParseException("Expecting PARAMETER element xx");
     const XmlElement& table = elm[form->kind - 1];
     XmlAttr attr(table.attrs.size());
-    if (!xb.attrsOk(table, attr, form->tag)) throw ParseException("Bad PARAMETER attributes");
+    if (!xb.attrsOk(table, attr, form->tag.data())) throw ParseException("Bad PARAMETER attributes");
     kind = form->kind;
     for (size_t i = 0; i < form->count; ++i) this->*(form->fields[i]) = std::move(attr.attr[i]);
 

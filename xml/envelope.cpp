@@ -56,7 +56,7 @@ const XmlElement ErrorXml::elm{"DESCRIPTION", "CODE"};
 ErrorXml::ErrorXml(XmlBuffer& xb) {
     XmlAttr attr(elm.attrs.size());
     open(xb, "ERROR", elm, attr, "Expecting ERROR element", "Bad ERROR attributes");
-    description = unescapeXml(attr.attr[0].c_str(), 0);
+    description = unescapeXml(attr.attr[0], 0);
     code = std::move(attr.attr[1]);
     // A code that is no number reads as 0 and so as the unknown code.
     if (!hasCimPrefix(description)) description = symbolFor(std::strtol(code.c_str(), nullptr, 10)) + description;

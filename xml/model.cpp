@@ -28,7 +28,7 @@ const XmlElement ValueXml::elm(0);
 namespace {
 
 struct ValueForm {
-    const char* tag;
+    std::string_view tag;
     ValueXml::Kind kind;
 };
 // Longer names first: the look-ahead for VALUE also accepts VALUE.ARRAY.
@@ -65,7 +65,7 @@ ValueXml::ValueXml(XmlBuffer& xb) : RetValXml(TypeValue) {
     const ValueForm* form = xmlsteps::openForm(xb, valueForms);
     if (!form) throw ParseException("Expecting VALUE element");
     XmlAttr attr(elm.attrs.size());
-    if (!xb.attrsOk(elm, attr, form->tag)) throw ParseException("Bad VALUE attributes");
+    if (!xb.attrsOk(elm, attr, form->tag.data())) throw ParseException("Bad VALUE attributes");
     kind = form->kind;
 
     switch (kind) {
@@ -111,13 +111,49 @@ ValueXml::~ValueXml() = default;
 
 std::unique_ptr<RetValXml> ValueXml::clone() const { return std::make_unique<ValueXml>(*this); }
 
+namespace {
+
+// Appends through one growth of the string: room for at most `most` bytes
+// is made first, the pieces are copied into it, and the string is cut back
+// to what was written when the writer goes.
+class TextWriter {
+public:
+    TextWriter(std::string& buf, size_t most) : buf(buf), at(buf.size()) {
+        buf.resize(at + most);
+        p = &buf[at];
+    }
+    ~TextWriter() { buf.resize(static_cast<size_t>(p - buf.data())); }
+    TextWriter(const TextWriter&) = delete;
+    TextWriter& operator=(const TextWriter&) = delete;
+
+    void put(std::string_view s) {
+        std::memcpy(p, s.data(), s.size());
+        p += s.size();
+    }
+    void put(char c) { *p++ = c; }
+    // A VALUE's text decoded for the renderings, between quotes `q`.
+    void putValue(std::string_view q, std::string_view value) {
+        put(q);
+        p = unescapeXmlInto(p, value, 1);
+        put(q);
+    }
+    static size_t valueRoom(std::string_view q, std::string_view value) { return 2 * q.size() + 2 * value.size(); }
+
+private:
+    std::string& buf;
+    size_t at;
+    char* p = nullptr;
+};
+
+}  // namespace
+
 void ValueXml::toStringBuffer(std::string& buf, const char* q) const {
     switch (kind) {
-    case Value:
-        buf += q;
-        unescapeXmlTo(buf, value.c_str(), 1);
-        buf += q;
+    case Value: {
+        const std::string_view quote(q);
+        TextWriter(buf, TextWriter::valueRoom(quote, value)).putValue(quote, value);
         break;
+    }
     case Array:
         elements.toStringBuffer(buf, ",", q);
         break;
@@ -147,11 +183,11 @@ KeyValueXml::KeyValueXml(const char* text) : valueType("string"), value(text ? t
 
 void KeyValueXml::toStringBuffer(std::string& buf, const char* q) const {
     if (noQuotes) {
-        unescapeXmlTo(buf, value.c_str(), 1);
+        unescapeXmlTo(buf, value, 1);
         return;
     }
     buf += q;
-    unescapeXmlTo(buf, value.c_str(), 1);
+    unescapeXmlTo(buf, value, 1);
     buf += q;
 }
 
@@ -377,7 +413,7 @@ QualifierXml::QualifierXml(XmlBuffer& xb) {
 namespace {
 
 struct PropertyForm {
-    const char* tag;
+    std::string_view tag;
     PropertyXml::Kind kind;
     size_t count;
     const char* names[5];
@@ -401,15 +437,15 @@ constexpr PropertyForm propertyForms[] = {
      {FieldName, FieldType, FieldClassOrigin, FieldPropagated, FieldEmbeddedObject}},
 };
 
-void setField(PropertyXml& p, int field, std::string&& value) {
+void setField(PropertyXml& p, int field, std::string_view value) {
     switch (field) {
-    case FieldName: p.name = std::move(value); break;
-    case FieldType: p.type = std::move(value); break;
-    case FieldClassOrigin: p.classOrigin = std::move(value); break;
-    case FieldPropagated: p.propagated = std::move(value); break;
-    case FieldEmbeddedObject: p.embeddedObject = std::move(value); break;
-    case FieldReferenceClass: p.referenceClass = std::move(value); break;
-    case FieldArraySize: p.arraySize = std::move(value); break;
+    case FieldName: p.name = value; break;
+    case FieldType: p.type = value; break;
+    case FieldClassOrigin: p.classOrigin = value; break;
+    case FieldPropagated: p.propagated = value; break;
+    case FieldEmbeddedObject: p.embeddedObject = value; break;
+    case FieldReferenceClass: p.referenceClass = value; break;
+    case FieldArraySize: p.arraySize = value; break;
     }
 }
 
@@ -437,9 +473,9 @@ PropertyXml::PropertyXml(XmlBuffer& xb) {
     if (!form) throw ParseException("Expecting PROPERTY element xx");
     const XmlElement& table = elm[form->kind - 1];
     XmlAttr attr(table.attrs.size());
-    if (!xb.attrsOk(table, attr, form->tag)) throw ParseException("Bad PROPERTY attributes");
+    if (!xb.attrsOk(table, attr, form->tag.data())) throw ParseException("Bad PROPERTY attributes");
     kind = form->kind;
-    for (size_t i = 0; i < form->count; ++i) setField(*this, form->fields[i], std::move(attr.attr[i]));
+    for (size_t i = 0; i < form->count; ++i) setField(*this, form->fields[i], attr.attr[i]);
 
     for (;;) {
         if (xb.endTag(form->tag, &attr)) break;
@@ -477,19 +513,30 @@ PropertyXml::PropertyXml(const char* nameValue, bool isReference) {
 }
 
 void PropertyXml::toStringBuffer(std::string& buf, const char* q) const {
-    if (useNl) buf += "-";
-    buf += name;
-    buf += q;
-    if (addType) {
-        if (kind == Array) buf += "[]";
-        if (kind == Reference) buf += "&";
-        if (key) buf += "#";
+    const bool withValue = !noVal && value.exists();
+    const std::string_view quote = withValue && !noQuotes && sameName(type, "string") ? "\"" : "";
+    // A plain value (the common case) is written with the rest of the line.
+    const ValueXml* plain = withValue && value.val().kind == ValueXml::Value ? &value.val() : nullptr;
+    const std::string_view nameQuote(q);
+    {
+        TextWriter out(buf, name.size() + nameQuote.size() + 7 +
+                                (plain ? TextWriter::valueRoom(quote, plain->value) : 0));
+        if (useNl) out.put('-');
+        out.put(name);
+        out.put(nameQuote);
+        if (addType) {
+            if (kind == Array) out.put("[]");
+            if (kind == Reference) out.put('&');
+            if (key) out.put('#');
+        }
+        out.put('=');
+        if (plain) {
+            out.putValue(quote, plain->value);
+            if (useNl) out.put('\n');
+            return;
+        }
     }
-    buf += "=";
-    if (!noVal && value.exists()) {
-        const bool quoted = !noQuotes && sameName(type, "string");
-        value.val().toStringBuffer(buf, quoted ? "\"" : "");
-    }
+    if (withValue) value.val().toStringBuffer(buf, quote.data());
     if (useNl) buf += "\n";
 }
 

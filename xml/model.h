@@ -218,6 +218,16 @@ public:
             text = std::make_unique<std::string>(std::move(value));
         return *this;
     }
+    RareText& operator=(std::string_view value) {
+        if (value.empty())
+            text.reset();
+        else if (text)
+            text->assign(value);
+        else
+            text = std::make_unique<std::string>(value);
+        return *this;
+    }
+    RareText& operator=(const char* value) { return *this = std::string_view(value); }
 
     const std::string& str() const {
         static const std::string none;

@@ -22,13 +22,13 @@ inline void open(XmlBuffer& xb, const char* tag, const XmlElement& elm, XmlAttr&
 }
 
 // The end tag; an element written in its empty form is closed already.
-inline void close(XmlBuffer& xb, const char* tag, const XmlAttr& attr, const char* expecting) {
+inline void close(XmlBuffer& xb, std::string_view tag, const XmlAttr& attr, const char* expecting) {
     if (!xb.endTag(tag, &attr)) throw ParseException(expecting);
 }
 
 // True when the element has content and its next child is `tag` (or a tag
 // name that continues `tag` with a character other than a letter or digit).
-inline bool childIs(XmlBuffer& xb, const XmlAttr& attr, const char* tag) {
+inline bool childIs(XmlBuffer& xb, const XmlAttr& attr, std::string_view tag) {
     return !attr.emptyElement && XmlBuffer::nextEquals(xb.nextTag(), tag);
 }
 
@@ -55,7 +55,7 @@ inline bool sameName(std::string_view a, std::string_view b) {
 // The first form in `forms` (tried in order) whose tag opens next.
 template <class Form, size_t N>
 const Form* openForm(XmlBuffer& xb, const Form (&forms)[N]) {
-    const char* tags[N];
+    std::string_view tags[N];
     for (size_t i = 0; i < N; ++i) tags[i] = forms[i].tag;
     const int at = xb.tagIndex(tags, N);
     return at < 0 ? nullptr : &forms[at];

@@ -13,22 +13,13 @@
 
 namespace {
 
-unsigned long skipWSCalls = 0;   // counted on every skipWS(); nothing reads it
-
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
 bool isAlpha(char c) {
     const char l = static_cast<char>(c | 0x20);
     return l >= 'a' && l <= 'z';
 }
-bool isAlnum(char c) { return isDigit(c) || isAlpha(c); }
 char lower(char c) { return (c >= 'A' && c <= 'Z') ? static_cast<char>(c | 0x20) : c; }
 
-// Bytes whose value, read as a signed 8-bit number, is at most 32: control
-// characters, the blank, NUL and every byte from 128 up.
-bool isSpace(char c) { return static_cast<signed char>(c) <= 32; }
-
-bool sameText(const char* a, const char* b, size_t n, bool caseSensitive) {
-    if (caseSensitive) return std::memcmp(a, b, n) == 0;
+bool sameNoCase(const char* a, const char* b, size_t n) {
     for (size_t i = 0; i < n; ++i)
         if (lower(a[i]) != lower(b[i])) return false;
     return true;
@@ -45,6 +36,26 @@ const XmlElement prologElm{"version", "encoding"};
 
 }  // namespace
 
+unsigned long XmlBuffer::skipWSCalls = 0;
+
+bool XmlBuffer::sameText(const char* a, const char* b, size_t n, bool caseSensitive) {
+    // Names are mostly written as the tables write them: try the exact
+    // bytes first.
+    if (std::memcmp(a, b, n) == 0) return true;
+    return !caseSensitive && sameNoCase(a, b, n);
+}
+
+void XmlBuffer::trace(const char* what, std::string_view arg) {
+    if (arg.empty())
+        std::fprintf(stderr, "--- XmlBuffer::%s\n", what);
+    else
+        std::fprintf(stderr, "--- XmlBuffer::%s(\"%.*s\")\n", what, static_cast<int>(arg.size()), arg.data());
+}
+
+void XmlBuffer::traceChar(char c) const {
+    std::fprintf(stderr, "--- XmlBuffer::getChar('%c'): %c\n", c, cursor < end() ? *cursor : ' ');
+}
+
 XmlBuffer::XmlBuffer(std::string body) : text(std::move(body)), cursor(&text[0]) {}
 
 XmlBuffer::XmlBuffer(const XmlBuffer&) { throw ParseException("I told you not to!"); }
@@ -54,78 +65,36 @@ XmlBuffer::Nest::Nest(XmlBuffer& buffer) : xb(buffer) {
     ++xb.depth;
 }
 
-void XmlBuffer::skipWS() {
-    if (DBGXB) std::fprintf(stderr, "--- XmlBuffer::skipWS()\n");
-    ++skipWSCalls;
-    char* const e = limit();
-    while (cursor < e && isSpace(*cursor)) ++cursor;
-}
-
-int XmlBuffer::getChar(const char* s) {
+int XmlBuffer::getChar(std::string_view s) {
     if (DBGXB) {
-        std::fprintf(stderr, "--- XmlBuffer::getChar(\"%s\")\n", s);
+        trace("getChar", s);
         std::fprintf(stderr, "gotChar: %s\n", peek(cursor, end(), 80).c_str());
     }
-    const size_t n = std::strlen(s);
-    if (left() < n || std::memcmp(cursor, s, n) != 0) return 0;
-    cursor += n;
+    if (left() < s.size() || std::memcmp(cursor, s.data(), s.size()) != 0) return 0;
+    cursor += s.size();
     return 1;
 }
 
-int XmlBuffer::getChar(char c) {
-    if (DBGXB) std::fprintf(stderr, "--- XmlBuffer::getChar('%c'): %c\n", c, cursor < end() ? *cursor : ' ');
-    if (cursor >= end() || *cursor != c) return 0;
-    ++cursor;
-    return c;
-}
-
-const char* XmlBuffer::nextTag() {
-    if (DBGXB) std::fprintf(stderr, "--- XmlBuffer::nextTag(): \n");
-    skipWS();
-    if (cursor < end() && *cursor == '<') return cursor + 1;
-    return nullptr;
-}
-
-// `p` points into a NUL-terminated buffer: strncmp stops at the NUL, and the
-// byte after a full match is at worst that NUL.
-bool XmlBuffer::nextEquals(const char* p, const char* name) {
-    if (!p) return false;
-    const size_t n = std::strlen(name);
-    return std::strncmp(p, name, n) == 0 && !isAlnum(p[n]);
-}
-
-int XmlBuffer::getWord(const char* w, int caseSensitive) {
-    if (DBGXB) std::fprintf(stderr, "--- XmlBuffer::getWord(\"%s\") ", w);
-    return getWordN(w, std::strlen(w), caseSensitive != 0);
-}
-
-int XmlBuffer::getWordN(const char* w, size_t n, bool caseSensitive) {
-    if (left() < n || !sameText(cursor, w, n, caseSensitive)) return 0;
-    if (cursor + n < end() && isAlnum(cursor[n])) return 0;
-    cursor += n;
-    return 1;
-}
-
-int XmlBuffer::tagEquals(const char* tag) {
-    if (DBGXB) std::fprintf(stderr, "--- XmlBuffer::tagEquals(\"%s\")\n", tag);
+int XmlBuffer::tagEquals(std::string_view tag) {
+    if (DBGXB) trace("tagEquals", tag);
     char* const saved = cursor;
     skipWS();
     if (getChar('<')) {
         skipWS();
-        if (getWord(tag, 1)) return 1;
+        if (getWordN(tag, true)) return 1;
     }
     cursor = saved;
     return 0;
 }
 
-int XmlBuffer::tagIndex(const char* const* tags, size_t count) {
+int XmlBuffer::tagIndex(const std::string_view* tags, size_t count) {
     char* const saved = cursor;
     skipWS();
     if (getChar('<')) {
         skipWS();
         for (size_t i = 0; i < count; ++i) {
-            if (DBGXB) std::fprintf(stderr, "--- XmlBuffer::tagEquals(\"%s\")\n", tags[i]);
-            if (getWordN(tags[i], std::strlen(tags[i]), true)) return static_cast<int>(i);
+            if (DBGXB) trace("tagEquals", tags[i]);
+            if (getWordN(tags[i], true)) return static_cast<int>(i);
         }
     }
     cursor = saved;
@@ -136,24 +105,21 @@ int XmlBuffer::attrsOk(const XmlElement& elm, XmlAttr& attr, const char* tag) {
     if (DBGXB) std::fprintf(stderr, "--- XmlBuffer::attrsOk() %s\n", tag);
     const size_t count = std::min<size_t>(elm.attrs.size(), 64);
     if (attr.attr.size() < count) attr.attr.resize(count);
-    for (size_t i = 0; i < attr.attr.size(); ++i) attr.attr[i].clear();
+    for (size_t i = 0; i < attr.attr.size(); ++i) attr.attr[i] = {};
     attr.emptyElement = false;
     unsigned long long seen = 0;
 
     skipWS();
     while (cursor < end() && isAlpha(*cursor)) {
         size_t i = 0;
-        while (i < count &&
-               ((seen >> i & 1) || !getWordN(elm.attrs[i].data(), elm.attrs[i].size(), false)))
-            ++i;
+        while (i < count && ((seen >> i & 1) || !getWordN(elm.attrs[i], false))) ++i;
         if (i == count)
             throw ParseException(std::string("Unknown attribute in list for ") + tag + " (" +
                                  peek(cursor, end(), 10) + ")");
         skipWS();
         if (!getChar('=')) throw ParseException("'=' expected in attribute list");
-        if (DBGXB) std::fprintf(stderr, "--- XmlBuffer::getValue(\"%s\")\n", elm.attrs[i].c_str());
-        const std::string_view value = valueText();
-        attr.attr[i].assign(value.data(), value.size());
+        if (DBGXB) trace("getValue", elm.attrs[i]);
+        attr.attr[i] = valueText();
         seen |= 1ULL << i;
         skipWS();
     }
@@ -171,47 +137,31 @@ int XmlBuffer::attrsOk(const XmlElement& elm, XmlAttr& attr, const char* tag) {
     throw ParseException(std::string("Bad attribute list for ") + tag + ": ");
 }
 
-int XmlBuffer::endTag(const char* tag, const XmlAttr* attr) {
-    if (DBGXB) std::fprintf(stderr, "--- XmlBuffer::endTag(\"%s\")\n", tag);
-    if (attr && attr->emptyElement) return 1;
-    char* const saved = cursor;
-    skipWS();
-    if (left() >= 2 && cursor[0] == '<' && cursor[1] == '/') {
-        cursor += 2;
-        skipWS();
-        if (getWord(tag, 1)) {
-            skipWS();
-            if (getChar('>')) return 1;
-        }
-    }
-    cursor = saved;
-    return 0;
-}
-
-int XmlBuffer::skipElement(const char* tag) {
-    if (DBGXB) std::fprintf(stderr, "--- XmlBuffer::skipElement(\"%s\")\n", tag);
+int XmlBuffer::skipElement(std::string_view tag) {
+    if (DBGXB) trace("skipElement", tag);
     char endText[256];
-    std::snprintf(endText, sizeof endText, "</%s>", tag);
+    const int n = std::snprintf(endText, sizeof endText, "</%.*s>", static_cast<int>(tag.size()), tag.data());
+    const std::string_view close(endText, std::min(static_cast<size_t>(n), sizeof endText - 1));
     const std::string_view rest(cursor, left());
-    const size_t at = rest.find(endText);
+    const size_t at = rest.find(close);
     if (at == std::string_view::npos) return 0;
-    cursor += at + std::strlen(endText);
+    cursor += at + close.size();
     return 1;
 }
 
-int XmlBuffer::testAttr(const char* name, const char* value, int caseSensitive) {
+int XmlBuffer::testAttr(std::string_view name, std::string_view value, int caseSensitive) {
     const std::string_view rest(cursor, left());
     const std::string_view tagText = rest.substr(0, rest.find('>'));
     const size_t at = tagText.find(name);
     if (at == std::string_view::npos) return 0;
-    const char* p = cursor + at + std::strlen(name);
+    const char* p = cursor + at + name.size();
     const char* const e = end();
     while (p < e && isSpace(*p)) ++p;
     if (p >= e) return 0;
     const char quote = *p++;
-    const size_t n = std::strlen(value);
+    const size_t n = value.size();
     if (static_cast<size_t>(e - p) <= n) return 0;
-    return sameText(p, value, n, caseSensitive != 0) && p[n] == quote;
+    return sameText(p, value.data(), n, caseSensitive != 0) && p[n] == quote;
 }
 
 std::string XmlBuffer::getValue(const char* attrName) {
@@ -288,8 +238,8 @@ namespace {
 
 struct Entity {
     std::string_view name;
-    const char* plain;     // mode 0
-    const char* escaped;   // every other mode
+    std::string_view plain;     // mode 0
+    std::string_view escaped;   // every other mode
 };
 
 constexpr Entity entities[] = {
@@ -302,45 +252,56 @@ constexpr Entity entities[] = {
 
 }  // namespace
 
-void unescapeXmlTo(std::string& out, const char* text, int mode) {
-    if (!text) return;
-    const char* p = text;
-    const char* const e = text + std::strlen(text);
+char* unescapeXmlInto(char* out, std::string_view text, int mode) {
+    const char* p = text.data();
+    const char* const e = p + text.size();
     while (p < e) {
-        // A run without '&' or '\\' goes over in one append.
-        const char* const run = p;
-        while (p < e && *p != '&' && *p != '\\') ++p;
-        if (p != run) out.append(run, static_cast<size_t>(p - run));
-        if (p == e) break;
-        if (*p == '\\') {
-            if (mode)
-                out.append("\\\\", 2);
-            else
-                out += '\\';
+        const char c = *p;
+        if (c != '&' && c != '\\') {
+            *out++ = c;
+            ++p;
+            continue;
+        }
+        if (c == '\\') {
+            *out++ = '\\';
+            if (mode) *out++ = '\\';
             ++p;
             continue;
         }
         const size_t rest = static_cast<size_t>(e - p);
         const Entity* hit = nullptr;
         for (const Entity& ent : entities)
-            if (rest >= ent.name.size() && sameText(p, ent.name.data(), ent.name.size(), false)) {
+            if (rest >= ent.name.size() && sameNoCase(p, ent.name.data(), ent.name.size())) {
                 hit = &ent;
                 break;
             }
         if (hit) {
-            out += mode ? hit->escaped : hit->plain;
+            const std::string_view with = mode ? hit->escaped : hit->plain;
+            std::memcpy(out, with.data(), with.size());
+            out += with.size();
             p += hit->name.size();
         } else {
-            out += '&';
+            *out++ = '&';
             ++p;
         }
     }
+    return out;
+}
+
+void unescapeXmlTo(std::string& out, std::string_view text, int mode) {
+    const size_t at = out.size();
+    out.resize(at + 2 * text.size());
+    char* const written = unescapeXmlInto(&out[at], text, mode);
+    out.resize(static_cast<size_t>(written - out.data()));
+}
+
+std::string unescapeXml(std::string_view text, int mode) {
+    std::string out;
+    out.reserve(text.size());
+    unescapeXmlTo(out, text, mode);
+    return out;
 }
 
 std::string unescapeXml(const char* text, int mode) {
-    std::string out;
-    if (!text) return out;
-    out.reserve(std::strlen(text));
-    unescapeXmlTo(out, text, mode);
-    return out;
+    return text ? unescapeXml(std::string_view(text), mode) : std::string();
 }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "xml/errors.h"
+#include "xml/render_flags.h"
 #include "xml/string_array.h"
 
 #include <string>
@@ -18,9 +19,11 @@ public:
     StringArray attrs;
 };
 
-// The values of one start tag, indexed like the element's table. The first
-// `inlineCount` live inside the object (the element parser's frame), so the
-// tables of the reply elements need no heap block of their own.
+// The values of one start tag, indexed like the element's table: views into
+// the scanner's buffer (each value is cut in place, so it also ends in a NUL
+// byte), valid as long as the XmlBuffer. The first `inlineCount` live inside
+// the object (the element parser's frame), so the tables of the reply
+// elements need no heap block of their own.
 class AttrValues {
 public:
     static constexpr size_t inlineCount = 6;
@@ -28,19 +31,19 @@ public:
     size_t size() const { return n; }
     // New slots are empty, as a vector's would be.
     void resize(size_t count) {
-        for (size_t i = n; i < count && i < inlineCount; ++i) slots[i].clear();
+        for (size_t i = n; i < count && i < inlineCount; ++i) slots[i] = {};
         if (count > inlineCount)
             more.resize(count - inlineCount);
         else
             more.clear();
         n = count;
     }
-    std::string& operator[](size_t i) { return i < inlineCount ? slots[i] : more[i - inlineCount]; }
-    const std::string& operator[](size_t i) const { return i < inlineCount ? slots[i] : more[i - inlineCount]; }
+    std::string_view& operator[](size_t i) { return i < inlineCount ? slots[i] : more[i - inlineCount]; }
+    const std::string_view& operator[](size_t i) const { return i < inlineCount ? slots[i] : more[i - inlineCount]; }
 
 private:
-    std::string slots[inlineCount];
-    std::vector<std::string> more;
+    std::string_view slots[inlineCount];
+    std::vector<std::string_view> more;
     size_t n = 0;
 };
 
@@ -59,25 +62,66 @@ public:
     XmlBuffer(const XmlBuffer&);   // throws ParseException("I told you not to!")
     XmlBuffer& operator=(const XmlBuffer&) = delete;
 
-    void skipWS();
-    int getChar(const char* s);
-    int getChar(char c);
-    const char* nextTag();
-    static bool nextEquals(const char* p, const char* name);
-    int getWord(const char* w, int caseSensitive = 1);
-    int tagEquals(const char* tag);
+    void skipWS() {
+        if (DBGXB) trace("skipWS()");
+        ++skipWSCalls;
+        const char* const e = end();
+        while (cursor < e && isSpace(*cursor)) ++cursor;
+    }
+    int getChar(std::string_view s);
+    int getChar(char c) {
+        if (DBGXB) traceChar(c);
+        if (cursor >= end() || *cursor != c) return 0;
+        ++cursor;
+        return c;
+    }
+    // After the blanks: the byte following a "<", or null.
+    const char* nextTag() {
+        if (DBGXB) trace("nextTag(): ");
+        skipWS();
+        if (cursor < end() && *cursor == '<') return cursor + 1;
+        return nullptr;
+    }
+    // `p` points into a NUL-terminated buffer: the comparison stops at the
+    // NUL, and the byte after a full match is at worst that NUL.
+    static bool nextEquals(const char* p, std::string_view name) {
+        if (!p) return false;
+        for (size_t i = 0; i < name.size(); ++i)
+            if (p[i] != name[i]) return false;
+        return !isAlnum(p[name.size()]);
+    }
+    int getWord(std::string_view w, int caseSensitive = 1) {
+        if (DBGXB) trace("getWord", w);
+        return getWordN(w, caseSensitive != 0);
+    }
+    int tagEquals(std::string_view tag);
     // tagEquals tried with each of `tags` in order, the blanks around "<"
     // skipped once: the index of the first that opens next, or -1 with the
     // cursor where it was.
-    int tagIndex(const char* const* tags, size_t count);
+    int tagIndex(const std::string_view* tags, size_t count);
     // Reads the attributes of the start tag just opened, names matched
     // without case in table order. 1 when the tag ends in ">" or "/>"; 0
     // when it ends in "?>" but is not the prolog (the element parser then
     // reports its "Bad ... attributes"); throws ParseException otherwise.
     int attrsOk(const XmlElement& elm, XmlAttr& attr, const char* tag);
-    int endTag(const char* tag, const XmlAttr* attr = nullptr);
-    int skipElement(const char* tag);
-    int testAttr(const char* name, const char* value, int caseSensitive);
+    int endTag(std::string_view tag, const XmlAttr* attr = nullptr) {
+        if (DBGXB) trace("endTag", tag);
+        if (attr && attr->emptyElement) return 1;
+        char* const saved = cursor;
+        skipWS();
+        if (left() >= 2 && cursor[0] == '<' && cursor[1] == '/') {
+            cursor += 2;
+            skipWS();
+            if (getWordN(tag, true)) {
+                skipWS();
+                if (getChar('>')) return 1;
+            }
+        }
+        cursor = saved;
+        return 0;
+    }
+    int skipElement(std::string_view tag);
+    int testAttr(std::string_view name, std::string_view value, int caseSensitive);
     // A quoted attribute value; an unquoted one throws std::logic_error,
     // which is not of the exception family.
     std::string getValue(const char* attrName);
@@ -109,22 +153,44 @@ public:
     // the count of the last one (the instances of a reply share a class).
     size_t propertyHint = 0;
 
+    // Bytes whose value, read as a signed 8-bit number, is at most 32:
+    // control characters, the blank, NUL and every byte from 128 up.
+    static bool isSpace(char c) { return static_cast<signed char>(c) <= 32; }
+    static bool isAlnum(char c) {
+        const char l = static_cast<char>(c | 0x20);
+        return (c >= '0' && c <= '9') || (l >= 'a' && l <= 'z');
+    }
+
 private:
-    // getWord with the length of `w` known.
-    int getWordN(const char* w, size_t n, bool caseSensitive);
+    // `w` at the cursor, not followed by a letter or digit.
+    int getWordN(std::string_view w, bool caseSensitive) {
+        const size_t n = w.size();
+        if (left() < n || !sameText(cursor, w.data(), n, caseSensitive)) return 0;
+        if (cursor + n < end() && isAlnum(cursor[n])) return 0;
+        cursor += n;
+        return 1;
+    }
+    static bool sameText(const char* a, const char* b, size_t n, bool caseSensitive);
     // The quoted value after '=' (see getValue), cut in place.
     std::string_view valueText();
     size_t left() const { return static_cast<size_t>(end() - cursor); }
     char* limit() { return &text[0] + text.size(); }
+    static void trace(const char* what, std::string_view arg = {});
+    void traceChar(char c) const;
 
     std::string text;       // the private copy, NUL-terminated by std::string
     char* cursor = nullptr;
     std::string spill;      // content that had no room to move in place
     int depth = 0;
+    static unsigned long skipWSCalls;   // counted on every skipWS(); nothing reads it
 };
 
 // Entity decoding: mode 0 plain, any other mode escapes quotes and backslashes
 // for the text renderings.
 std::string unescapeXml(const char* text, int mode);
-// The same, appended to `out` (nothing for a null `text`).
-void unescapeXmlTo(std::string& out, const char* text, int mode);
+std::string unescapeXml(std::string_view text, int mode);
+// The same, appended to `out`.
+void unescapeXmlTo(std::string& out, std::string_view text, int mode);
+// The same, written at `out`, which has room for twice the size of `text`
+// (the most any mode can write); returns the end of what was written.
+char* unescapeXmlInto(char* out, std::string_view text, int mode);
