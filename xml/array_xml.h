@@ -41,6 +41,12 @@ public:
         return value;
     }
     void set(T v) { value = std::move(v); present = true; }
+    // The value held (a fresh one unless one was set before), marked
+    // present, for a caller that fills it in place.
+    T& setInPlace() {
+        present = true;
+        return value;
+    }
 
 private:
     bool present = false;

@@ -60,7 +60,12 @@ ValueXml::ValueXml() : RetValXml(TypeValue) {}
 
 ValueXml::ValueXml(const char* text) : RetValXml(TypeValue), kind(Value), value(text ? text : "") {}
 
-ValueXml::ValueXml(XmlBuffer& xb) : RetValXml(TypeValue) {
+ValueXml::ValueXml(XmlBuffer& xb) : RetValXml(TypeValue) { read(xb); }
+
+void ValueXml::read(XmlBuffer& xb) {
+    value.clear();
+    elements.clear();
+    ref.reset();
     XmlBuffer::Nest nest(xb);
     const ValueForm* form = xmlsteps::openForm(xb, valueForms);
     if (!form) throw ParseException("Expecting VALUE element");
@@ -437,10 +442,12 @@ constexpr PropertyForm propertyForms[] = {
      {FieldName, FieldType, FieldClassOrigin, FieldPropagated, FieldEmbeddedObject}},
 };
 
+// Fills a field of a property being parsed: its fields are still empty.
 void setField(PropertyXml& p, int field, std::string_view value) {
+    if (value.empty()) return;
     switch (field) {
-    case FieldName: p.name = value; break;
-    case FieldType: p.type = value; break;
+    case FieldName: p.name.append(value); break;
+    case FieldType: p.type.append(value); break;
     case FieldClassOrigin: p.classOrigin = value; break;
     case FieldPropagated: p.propagated = value; break;
     case FieldEmbeddedObject: p.embeddedObject = value; break;
@@ -485,7 +492,7 @@ PropertyXml::PropertyXml(XmlBuffer& xb) {
             if (!key) key = q.key;
             qualifiers.add(std::move(q));
         } else if (XmlBuffer::nextEquals(next, "VALUE")) {
-            value.set(ValueXml(xb));
+            value.setInPlace().read(xb);
         } else {
             throw ParseException("Expecting /PROPERTY, QUALIFIER or VALUE element");
         }
@@ -512,31 +519,94 @@ PropertyXml::PropertyXml(const char* nameValue, bool isReference) {
     value.set(ValueXml(stored.c_str()));
 }
 
-void PropertyXml::toStringBuffer(std::string& buf, const char* q) const {
-    const bool withValue = !noVal && value.exists();
-    const std::string_view quote = withValue && !noQuotes && sameName(type, "string") ? "\"" : "";
-    // A plain value (the common case) is written with the rest of the line.
-    const ValueXml* plain = withValue && value.val().kind == ValueXml::Value ? &value.val() : nullptr;
-    const std::string_view nameQuote(q);
-    {
-        TextWriter out(buf, name.size() + nameQuote.size() + 7 +
-                                (plain ? TextWriter::valueRoom(quote, plain->value) : 0));
-        if (useNl) out.put('-');
-        out.put(name);
-        out.put(nameQuote);
-        if (addType) {
-            if (kind == Array) out.put("[]");
-            if (kind == Reference) out.put('&');
-            if (key) out.put('#');
+namespace {
+
+constexpr size_t notPlain = static_cast<size_t>(-1);
+
+// Room for the rendering of `v` between quotes `quote`; notPlain when it
+// holds more than text (references, nested arrays).
+size_t valueRoom(const ValueXml& v, std::string_view quote) {
+    switch (v.kind) {
+    case ValueXml::Value:
+        return TextWriter::valueRoom(quote, v.value);
+    case ValueXml::Array: {
+        size_t room = v.elements.size();   // the separators
+        for (const ValueXml& e : v.elements) {
+            if (e.kind != ValueXml::Value) return notPlain;
+            room += TextWriter::valueRoom(quote, e.value);
         }
-        out.put('=');
-        if (plain) {
-            out.putValue(quote, plain->value);
-            if (useNl) out.put('\n');
-            return;
-        }
+        return room;
     }
-    if (withValue) value.val().toStringBuffer(buf, quote.data());
+    default:
+        return notPlain;
+    }
+}
+
+void writeValue(TextWriter& out, const ValueXml& v, std::string_view quote) {
+    if (v.kind == ValueXml::Value) {
+        out.putValue(quote, v.value);
+        return;
+    }
+    for (size_t i = 0; i < v.elements.size(); ++i) {
+        if (i) out.put(',');
+        out.putValue(quote, v.elements[i].value);
+    }
+}
+
+// How a property renders: the quotes of its value, and the value itself
+// (null when it is left out).
+struct LineParts {
+    std::string_view quote;
+    const ValueXml* value;
+};
+
+LineParts partsOf(const PropertyXml& p) {
+    if (noVal || !p.value.exists()) return {"", nullptr};
+    return {!noQuotes && sameName(p.type, "string") ? "\"" : "", &p.value.val()};
+}
+
+// Room for the whole line of `p`, or notPlain.
+size_t lineRoom(const PropertyXml& p, const LineParts& parts, std::string_view q) {
+    const size_t value = parts.value ? valueRoom(*parts.value, parts.quote) : 0;
+    if (value == notPlain) return notPlain;
+    return p.name.size() + q.size() + 7 + value;   // "-", "[]", "&", "#", "=", "\n"
+}
+
+void writeLine(TextWriter& out, const PropertyXml& p, const LineParts& parts, std::string_view q) {
+    if (useNl) out.put('-');
+    out.put(p.name);
+    out.put(q);
+    if (addType) {
+        if (p.kind == PropertyXml::Array) out.put("[]");
+        if (p.kind == PropertyXml::Reference) out.put('&');
+        if (p.key) out.put('#');
+    }
+    out.put('=');
+    if (parts.value) writeValue(out, *parts.value, parts.quote);
+    if (useNl) out.put('\n');
+}
+
+}  // namespace
+
+void PropertyXml::toStringBuffer(std::string& buf, const char* q) const {
+    const LineParts parts = partsOf(*this);
+    const std::string_view nameQuote(q);
+    const size_t room = lineRoom(*this, parts, nameQuote);
+    if (room != notPlain) {
+        TextWriter out(buf, room);
+        writeLine(out, *this, parts, nameQuote);
+        return;
+    }
+    if (useNl) buf += "-";
+    buf += name;
+    buf += q;
+    if (addType) {
+        if (kind == Array) buf += "[]";
+        if (kind == Reference) buf += "&";
+        if (key) buf += "#";
+    }
+    buf += "=";
+    if (parts.value) parts.value->toStringBuffer(buf, parts.quote.data());
     if (useNl) buf += "\n";
 }
 
@@ -567,8 +637,25 @@ InstanceXml::InstanceXml(XmlBuffer& xb) : RetValXml(TypeInstance) {
 
 std::unique_ptr<RetValXml> InstanceXml::clone() const { return std::make_unique<InstanceXml>(*this); }
 
+// An instance whose values are all text is written through one growth of
+// `buf`; one with references goes property by property.
 void InstanceXml::toStringBuffer(std::string& buf, const char* q) const {
-    properties.toStringBuffer(buf, useNl ? "" : ",", q);
+    const std::string_view sep = useNl ? "" : ",";
+    const std::string_view nameQuote(q);
+    size_t room = 0;
+    for (const PropertyXml& p : properties) {
+        const size_t line = lineRoom(p, partsOf(p), nameQuote);
+        if (line == notPlain) {
+            properties.toStringBuffer(buf, sep.data(), q);
+            return;
+        }
+        room += line + sep.size();
+    }
+    TextWriter out(buf, room);
+    for (size_t i = 0; i < properties.size(); ++i) {
+        if (i) out.put(sep);
+        writeLine(out, properties[i], partsOf(properties[i]), nameQuote);
+    }
 }
 
 void InstanceXml::propagateKeyFlags(const ArrayXml<KeyBindingXml>& keys) {

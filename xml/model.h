@@ -60,6 +60,8 @@ public:
     ValueXml();
     explicit ValueXml(XmlBuffer& xb);
     explicit ValueXml(const char* text);   // a VALUE holding `text`
+    // Parses into this object, replacing what it held.
+    void read(XmlBuffer& xb);
     ValueXml(const ValueXml& other);
     ValueXml& operator=(const ValueXml& other);
     ValueXml(ValueXml&&) noexcept;

@@ -39,12 +39,11 @@ inline std::string content(XmlBuffer& xb, const XmlAttr& attr) {
 }
 
 // The same, assigned to `out` without a temporary.
+// Read as a C string, as the other element parsers read it: up to the
+// first NUL byte.
 inline void contentTo(XmlBuffer& xb, const XmlAttr& attr, std::string& out) {
-    const char* text = xb.getContent(&attr);
-    if (text)
-        out.assign(text);
-    else
-        out.clear();
+    const std::string_view text = xb.contentText(&attr);
+    out.assign(text.data(), text.data() ? strnlen(text.data(), text.size()) : 0);
 }
 
 // Equal ignoring the case of ASCII letters.

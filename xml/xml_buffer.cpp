@@ -19,12 +19,6 @@ bool isAlpha(char c) {
 }
 char lower(char c) { return (c >= 'A' && c <= 'Z') ? static_cast<char>(c | 0x20) : c; }
 
-bool sameNoCase(const char* a, const char* b, size_t n) {
-    for (size_t i = 0; i < n; ++i)
-        if (lower(a[i]) != lower(b[i])) return false;
-    return true;
-}
-
 // Up to `n` bytes from `p`, stopping at `end` or at a NUL byte.
 std::string peek(const char* p, const char* end, size_t n) {
     size_t len = 0;
@@ -38,11 +32,10 @@ const XmlElement prologElm{"version", "encoding"};
 
 unsigned long XmlBuffer::skipWSCalls = 0;
 
-bool XmlBuffer::sameText(const char* a, const char* b, size_t n, bool caseSensitive) {
-    // Names are mostly written as the tables write them: try the exact
-    // bytes first.
-    if (std::memcmp(a, b, n) == 0) return true;
-    return !caseSensitive && sameNoCase(a, b, n);
+bool XmlBuffer::sameNoCase(const char* a, const char* b, size_t n) {
+    for (size_t i = 0; i < n; ++i)
+        if (lower(a[i]) != lower(b[i])) return false;
+    return true;
 }
 
 void XmlBuffer::trace(const char* what, std::string_view arg) {
@@ -161,7 +154,8 @@ int XmlBuffer::testAttr(std::string_view name, std::string_view value, int caseS
     const char quote = *p++;
     const size_t n = value.size();
     if (static_cast<size_t>(e - p) <= n) return 0;
-    return sameText(p, value.data(), n, caseSensitive != 0) && p[n] == quote;
+    const bool same = caseSensitive ? sameBytes(p, value.data(), n) : sameNoCase(p, value.data(), n);
+    return same && p[n] == quote;
 }
 
 std::string XmlBuffer::getValue(const char* attrName) {
@@ -188,9 +182,11 @@ std::string_view XmlBuffer::valueText() {
     return std::string_view(start, strnlen(start, len));
 }
 
-const char* XmlBuffer::getContent(const XmlAttr* attr) {
+const char* XmlBuffer::getContent(const XmlAttr* attr) { return contentText(attr).data(); }
+
+std::string_view XmlBuffer::contentText(const XmlAttr* attr) {
     if (DBGXB) std::fprintf(stderr, "--- XmlBuffer::getContent()\n");
-    if (attr && attr->emptyElement) return nullptr;
+    if (attr && attr->emptyElement) return {};
     static const char emptyText[] = "";
     static constexpr std::string_view cdataOpen = "<![CDATA[";
     static constexpr std::string_view cdataClose = "]]>";
@@ -210,7 +206,7 @@ const char* XmlBuffer::getContent(const XmlAttr* attr) {
         if (close == std::string_view::npos) throw ParseException("Failed to get CDATA end tag.");
         cursor += close + cdataClose.size();
     }
-    if (cursor == start) return emptyText;
+    if (cursor == start) return std::string_view(emptyText, 0);
 
     // The content moves two bytes to the front, over the end of the start
     // tag, which leaves room for its terminating NUL in front of the "<" of
@@ -218,12 +214,12 @@ const char* XmlBuffer::getContent(const XmlAttr* attr) {
     const size_t len = static_cast<size_t>(cursor - start);
     if (start - &text[0] < 2) {
         spill.assign(start, len);
-        return spill.c_str();
+        return spill;
     }
     char* const moved = start - 2;
     std::memmove(moved, start, len);
     moved[len] = '\0';
-    return moved;
+    return std::string_view(moved, len);
 }
 
 int XmlBuffer::xmlHdr() {
@@ -252,17 +248,32 @@ constexpr Entity entities[] = {
 
 }  // namespace
 
+namespace {
+
+// The next `c` at or after `p`, or `e`.
+const char* findOrEnd(const char* p, const char* e, char c) {
+    const void* at = std::memchr(p, c, static_cast<size_t>(e - p));
+    return at ? static_cast<const char*>(at) : e;
+}
+
+}  // namespace
+
 char* unescapeXmlInto(char* out, std::string_view text, int mode) {
     const char* p = text.data();
     const char* const e = p + text.size();
+    // The next '&' and '\\', each searched for again only once passed, so
+    // the text is read once whatever it holds.
+    const char* amp = findOrEnd(p, e, '&');
+    const char* bs = findOrEnd(p, e, '\\');
     while (p < e) {
-        const char c = *p;
-        if (c != '&' && c != '\\') {
-            *out++ = c;
-            ++p;
-            continue;
-        }
-        if (c == '\\') {
+        if (amp < p) amp = findOrEnd(p, e, '&');
+        if (bs < p) bs = findOrEnd(p, e, '\\');
+        const char* const next = amp < bs ? amp : bs;
+        std::memcpy(out, p, static_cast<size_t>(next - p));
+        out += next - p;
+        p = next;
+        if (p == e) break;
+        if (*p == '\\') {
             *out++ = '\\';
             if (mode) *out++ = '\\';
             ++p;
@@ -271,7 +282,7 @@ char* unescapeXmlInto(char* out, std::string_view text, int mode) {
         const size_t rest = static_cast<size_t>(e - p);
         const Entity* hit = nullptr;
         for (const Entity& ent : entities)
-            if (rest >= ent.name.size() && sameNoCase(p, ent.name.data(), ent.name.size())) {
+            if (rest >= ent.name.size() && XmlBuffer::sameNoCase(p, ent.name.data(), ent.name.size())) {
                 hit = &ent;
                 break;
             }

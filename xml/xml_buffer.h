@@ -6,6 +6,8 @@
 #include "xml/render_flags.h"
 #include "xml/string_array.h"
 
+#include <cstdint>
+#include <cstring>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -127,6 +129,9 @@ public:
     std::string getValue(const char* attrName);
     // Null for an empty element; otherwise the content, cut in place.
     const char* getContent(const XmlAttr* attr);
+    // The same with its length (a NUL byte follows it); a view without data
+    // for an empty element.
+    std::string_view contentText(const XmlAttr* attr);
     int xmlHdr();
 
     const char* cur() const { return cursor; }
@@ -160,17 +165,33 @@ public:
         const char l = static_cast<char>(c | 0x20);
         return (c >= '0' && c <= '9') || (l >= 'a' && l <= 'z');
     }
+    // Equal bytes; equal ignoring the case of ASCII letters.
+    static bool sameBytes(const char* a, const char* b, size_t n) {
+        for (; n >= 8; a += 8, b += 8, n -= 8) {
+            std::uint64_t x, y;
+            std::memcpy(&x, a, 8);
+            std::memcpy(&y, b, 8);
+            if (x != y) return false;
+        }
+        for (; n; ++a, ++b, --n)
+            if (*a != *b) return false;
+        return true;
+    }
+    static bool sameNoCase(const char* a, const char* b, size_t n);
 
 private:
     // `w` at the cursor, not followed by a letter or digit.
     int getWordN(std::string_view w, bool caseSensitive) {
         const size_t n = w.size();
-        if (left() < n || !sameText(cursor, w.data(), n, caseSensitive)) return 0;
+        if (left() < n) return 0;
+        // Most tries fail on the first or the last byte; the exact bytes are
+        // compared before the comparison without case.
+        if (n && caseSensitive && (cursor[0] != w[0] || cursor[n - 1] != w[n - 1])) return 0;
+        if (!sameBytes(cursor, w.data(), n) && (caseSensitive || !sameNoCase(cursor, w.data(), n))) return 0;
         if (cursor + n < end() && isAlnum(cursor[n])) return 0;
         cursor += n;
         return 1;
     }
-    static bool sameText(const char* a, const char* b, size_t n, bool caseSensitive);
     // The quoted value after '=' (see getValue), cut in place.
     std::string_view valueText();
     size_t left() const { return static_cast<size_t>(end() - cursor); }
