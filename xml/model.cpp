@@ -565,6 +565,11 @@ LineParts partsOf(const PropertyXml& p) {
     return {!noQuotes && sameName(p.type, "string") ? "\"" : "", &p.value.val()};
 }
 
+// The same with quotes whatever the type: enough to size the line.
+LineParts roomParts(const PropertyXml& p) {
+    return {"\"", noVal || !p.value.exists() ? nullptr : &p.value.val()};
+}
+
 // Room for the whole line of `p`, or notPlain.
 size_t lineRoom(const PropertyXml& p, const LineParts& parts, std::string_view q) {
     const size_t value = parts.value ? valueRoom(*parts.value, parts.quote) : 0;
@@ -644,7 +649,7 @@ void InstanceXml::toStringBuffer(std::string& buf, const char* q) const {
     const std::string_view nameQuote(q);
     size_t room = 0;
     for (const PropertyXml& p : properties) {
-        const size_t line = lineRoom(p, partsOf(p), nameQuote);
+        const size_t line = lineRoom(p, roomParts(p), nameQuote);
         if (line == notPlain) {
             properties.toStringBuffer(buf, sep.data(), q);
             return;

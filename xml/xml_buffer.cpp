@@ -133,8 +133,12 @@ int XmlBuffer::attrsOk(const XmlElement& elm, XmlAttr& attr, const char* tag) {
 int XmlBuffer::skipElement(std::string_view tag) {
     if (DBGXB) trace("skipElement", tag);
     char endText[256];
-    const int n = std::snprintf(endText, sizeof endText, "</%.*s>", static_cast<int>(tag.size()), tag.data());
-    const std::string_view close(endText, std::min(static_cast<size_t>(n), sizeof endText - 1));
+    const size_t n = std::min(tag.size(), sizeof endText - 3);
+    endText[0] = '<';
+    endText[1] = '/';
+    std::memcpy(endText + 2, tag.data(), n);
+    endText[n + 2] = '>';
+    const std::string_view close(endText, n + 3);
     const std::string_view rest(cursor, left());
     const size_t at = rest.find(close);
     if (at == std::string_view::npos) return 0;
