@@ -67,6 +67,20 @@ void ValueXml::read(XmlBuffer& xb) {
     elements.clear();
     ref.reset();
     XmlBuffer::Nest nest(xb);
+    bool empty = false;
+    if (xb.plainStartTag("VALUE", nullptr, 0, nullptr, empty)) {
+        kind = Value;
+        if (empty) return;
+        std::string_view text;
+        if (xb.plainText("VALUE", text)) {
+            value.append(text);   // cleared above
+            return;
+        }
+        XmlAttr attr(0);
+        xmlsteps::contentTo(xb, attr, value);
+        close(xb, "VALUE", attr, "Expecting /VALUE element");
+        return;
+    }
     const ValueForm* form = xmlsteps::openForm(xb, valueForms);
     if (!form) throw ParseException("Expecting VALUE element");
     XmlAttr attr(elm.attrs.size());
@@ -132,7 +146,7 @@ public:
     TextWriter& operator=(const TextWriter&) = delete;
 
     void put(std::string_view s) {
-        std::memcpy(p, s.data(), s.size());
+        copyBytes(p, s.data(), s.size());
         p += s.size();
     }
     void put(char c) { *p++ = c; }
@@ -476,16 +490,29 @@ bool looksNumeric(const std::string& v) {
 const XmlElement PropertyXml::elm[3] = {tableOf(Plain), tableOf(Reference), tableOf(Array)};
 
 PropertyXml::PropertyXml(XmlBuffer& xb) {
-    const PropertyForm* form = xmlsteps::openForm(xb, propertyForms);
-    if (!form) throw ParseException("Expecting PROPERTY element xx");
-    const XmlElement& table = elm[form->kind - 1];
-    XmlAttr attr(table.attrs.size());
-    if (!xb.attrsOk(table, attr, form->tag.data())) throw ParseException("Bad PROPERTY attributes");
-    kind = form->kind;
-    for (size_t i = 0; i < form->count; ++i) setField(*this, form->fields[i], attr.attr[i]);
+    // Most properties come as <PROPERTY NAME="..." TYPE="...">.
+    static constexpr std::string_view nameType[] = {"NAME", "TYPE"};
+    std::string_view plain[2];
+    bool empty = false;
+    static_assert(propertyForms[2].kind == Plain);
+    const PropertyForm* form = &propertyForms[2];
+    if (xb.plainStartTag(form->tag, nameType, 2, plain, empty)) {
+        kind = Plain;
+        name.append(plain[0]);   // both still empty
+        type.append(plain[1]);
+    } else {
+        form = xmlsteps::openForm(xb, propertyForms);
+        if (!form) throw ParseException("Expecting PROPERTY element xx");
+        const XmlElement& table = elm[form->kind - 1];
+        XmlAttr attr(table.attrs.size());
+        if (!xb.attrsOk(table, attr, form->tag.data())) throw ParseException("Bad PROPERTY attributes");
+        kind = form->kind;
+        for (size_t i = 0; i < form->count; ++i) setField(*this, form->fields[i], attr.attr[i]);
+        empty = attr.emptyElement;
+    }
 
     for (;;) {
-        if (xb.endTag(form->tag, &attr)) break;
+        if (empty || xb.endTag(form->tag)) break;
         const char* next = xb.nextTag();
         if (XmlBuffer::nextEquals(next, "QUALIFIER")) {
             QualifierXml q(xb);

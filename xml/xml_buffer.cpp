@@ -162,6 +162,53 @@ int XmlBuffer::testAttr(std::string_view name, std::string_view value, int caseS
     return same && p[n] == quote;
 }
 
+bool XmlBuffer::plainStartTag(std::string_view tag, const std::string_view* names, size_t count,
+                              std::string_view* values, bool& empty) {
+    const char* p = cursor;
+    const char* const e = end();
+    while (p < e && isSpace(*p)) ++p;
+    // "<", the tag, and room for "/>" after it.
+    if (static_cast<size_t>(e - p) < tag.size() + 3 || *p != '<' || !sameBytes(p + 1, tag.data(), tag.size()))
+        return false;
+    p += 1 + tag.size();
+    for (size_t i = 0; i < count; ++i) {
+        const std::string_view name = names[i];
+        if (static_cast<size_t>(e - p) < name.size() + 4 || p[0] != ' ' || !sameBytes(p + 1, name.data(), name.size()) ||
+            p[1 + name.size()] != '=' || p[2 + name.size()] != '"')
+            return false;
+        p += 3 + name.size();
+        const char* const start = p;
+        while (p < e && *p != '"' && *p) ++p;
+        if (p == e || *p != '"') return false;
+        values[i] = std::string_view(start, static_cast<size_t>(p - start));
+        ++p;
+    }
+    if (p < e && *p == '>') {
+        empty = false;
+        ++p;
+    } else if (e - p >= 2 && p[0] == '/' && p[1] == '>') {
+        empty = true;
+        p += 2;
+    } else {
+        return false;
+    }
+    cursor = const_cast<char*>(p);
+    return true;
+}
+
+bool XmlBuffer::plainText(std::string_view tag, std::string_view& text) {
+    const char* const e = end();
+    const char* const lt = static_cast<const char*>(std::memchr(cursor, '<', left()));
+    if (!lt || static_cast<size_t>(e - lt) < tag.size() + 3 || lt[1] != '/' ||
+        !sameBytes(lt + 2, tag.data(), tag.size()) || lt[2 + tag.size()] != '>')
+        return false;
+    const size_t len = static_cast<size_t>(lt - cursor);
+    if (std::memchr(cursor, '\0', len)) return false;
+    text = std::string_view(cursor, len);
+    cursor = const_cast<char*>(lt) + tag.size() + 3;
+    return true;
+}
+
 std::string XmlBuffer::getValue(const char* attrName) {
     if (DBGXB) std::fprintf(stderr, "--- XmlBuffer::getValue(\"%s\")\n", attrName);
     const std::string_view value = valueText();
@@ -273,7 +320,7 @@ char* unescapeXmlInto(char* out, std::string_view text, int mode) {
         if (amp < p) amp = findOrEnd(p, e, '&');
         if (bs < p) bs = findOrEnd(p, e, '\\');
         const char* const next = amp < bs ? amp : bs;
-        std::memcpy(out, p, static_cast<size_t>(next - p));
+        copyBytes(out, p, static_cast<size_t>(next - p));
         out += next - p;
         p = next;
         if (p == e) break;

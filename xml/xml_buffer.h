@@ -127,6 +127,20 @@ public:
     // A quoted attribute value; an unquoted one throws std::logic_error,
     // which is not of the exception family.
     std::string getValue(const char* attrName);
+    // The shapes in which servers write nearly every element, read in one
+    // pass. Each reads only bytes that the general steps above would read
+    // to the same result, and only when the bytes after the blanks are
+    // exactly that shape; otherwise it returns false and leaves the cursor
+    // where it was, for the general steps to read the element.
+    //
+    // A start tag "<TAG", then ` NAME="value"` for each of `names` in that
+    // order (double quotes, values without NUL bytes), then ">" or "/>"
+    // (`empty`).
+    bool plainStartTag(std::string_view tag, const std::string_view* names, size_t count,
+                       std::string_view* values, bool& empty);
+    // Text without "<" or NUL bytes, then "</TAG>".
+    bool plainText(std::string_view tag, std::string_view& text);
+
     // Null for an empty element; otherwise the content, cut in place.
     const char* getContent(const XmlAttr* attr);
     // The same with its length (a NUL byte follows it); a view without data
@@ -205,6 +219,22 @@ private:
     int depth = 0;
     static unsigned long skipWSCalls;   // counted on every skipWS(); nothing reads it
 };
+
+// memcpy for the short pieces of the renderings (names, values, quotes),
+// without a call for the common sizes.
+inline void copyBytes(char* to, const char* from, size_t n) {
+    if (n >= 8 && n <= 16) {
+        std::uint64_t head, tail;
+        std::memcpy(&head, from, 8);
+        std::memcpy(&tail, from + n - 8, 8);
+        std::memcpy(to, &head, 8);
+        std::memcpy(to + n - 8, &tail, 8);
+    } else if (n < 8) {
+        for (size_t i = 0; i < n; ++i) to[i] = from[i];
+    } else {
+        std::memcpy(to, from, n);
+    }
+}
 
 // Entity decoding: mode 0 plain, any other mode escapes quotes and backslashes
 // for the text renderings.

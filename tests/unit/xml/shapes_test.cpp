@@ -1,0 +1,172 @@
+// Properties and values written the way servers write them are read in one
+// pass; every other spelling goes through the general element steps. Both
+// must give the same objects, and the one-pass reader must leave anything
+// that is not exactly its shape to the general steps.
+#include "xml/model.h"
+#include "xml_test_util.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace {
+
+using xmltest::FlagGuard;
+
+struct Read {
+    std::string name, type, value, rest;
+    int kind = 0, valueKind = 0, key = 0;
+    bool hasValue = false;
+    size_t qualifiers = 0;
+};
+
+// The property `text` parses into, and what the scanner has left.
+Read readProperty(const std::string& text) {
+    XmlBuffer xb(text);
+    const PropertyXml p(xb);
+    Read r;
+    r.name = p.name;
+    r.type = p.type;
+    r.kind = p.kind;
+    r.key = p.key;
+    r.qualifiers = p.qualifiers.size();
+    r.hasValue = p.value.exists();
+    if (r.hasValue) {
+        r.valueKind = p.value.val().kind;
+        r.value = p.value.val().value;
+    }
+    r.rest = xb.cur();
+    return r;
+}
+
+void expectSame(const Read& a, const Read& b, const std::string& label) {
+    EXPECT_EQ(a.name, b.name) << label;
+    EXPECT_EQ(a.type, b.type) << label;
+    EXPECT_EQ(a.value, b.value) << label;
+    EXPECT_EQ(a.rest, b.rest) << label;
+    EXPECT_EQ(a.kind, b.kind) << label;
+    EXPECT_EQ(a.valueKind, b.valueKind) << label;
+    EXPECT_EQ(a.key, b.key) << label;
+    EXPECT_EQ(a.hasValue, b.hasValue) << label;
+    EXPECT_EQ(a.qualifiers, b.qualifiers) << label;
+}
+
+struct Pair {
+    const char* plain;     // the servers' spelling
+    const char* general;   // the same element spelt otherwise
+};
+
+// Each general spelling differs in a way the one-pass reader does not take:
+// a blank before ">", attribute names in other case or order, single
+// quotes, a blank after "<".
+const Pair pairs[] = {
+    {"<PROPERTY NAME=\"Model\" TYPE=\"string\"><VALUE>ST600MM0006</VALUE></PROPERTY>!",
+     "<PROPERTY NAME=\"Model\" TYPE=\"string\" ><VALUE >ST600MM0006</VALUE></PROPERTY>!"},
+    {"<PROPERTY NAME=\"Slot\" TYPE=\"uint32\"><VALUE>8</VALUE></PROPERTY>",
+     "<PROPERTY type='uint32' name='Slot'><VALUE>8</VALUE ></PROPERTY>"},
+    {"<PROPERTY NAME=\"Empty\" TYPE=\"string\"><VALUE></VALUE></PROPERTY>",
+     "< PROPERTY Name=\"Empty\" Type=\"string\"><VALUE></VALUE></PROPERTY>"},
+    {"<PROPERTY NAME=\"NoValue\" TYPE=\"string\"></PROPERTY>",
+     "<PROPERTY NAME=\"NoValue\"  TYPE=\"string\"></PROPERTY>"},
+    {"<PROPERTY NAME=\"Closed\" TYPE=\"string\"/>tail", "<PROPERTY NAME=\"Closed\" TYPE=\"string\" />tail"},
+    {"<PROPERTY NAME=\"Short\" TYPE=\"string\"><VALUE/></PROPERTY>",
+     "<PROPERTY NAME=\"Short\" TYPE=\"string\"><VALUE /></PROPERTY>"},
+    {"<PROPERTY NAME=\"Text\" TYPE=\"string\"><VALUE>a &amp; b &lt;c&gt;</VALUE></PROPERTY>",
+     "<PROPERTY NAME='Text' TYPE='string'><VALUE>a &amp; b &lt;c&gt;</VALUE></PROPERTY>"},
+    {"<PROPERTY NAME=\"Spaced\" TYPE=\"string\">\n  <VALUE>  x y  </VALUE>\n</PROPERTY>",
+     "<PROPERTY NAME=\"Spaced\" TYPE=\"string\" >\n  <VALUE>  x y  </VALUE>\n</PROPERTY>"},
+    {"<PROPERTY NAME=\"Tag\" TYPE=\"string\"><QUALIFIER NAME=\"Key\" TYPE=\"boolean\"><VALUE>true</VALUE>"
+     "</QUALIFIER><VALUE>v</VALUE></PROPERTY>",
+     "<PROPERTY TYPE=\"string\" NAME=\"Tag\"><QUALIFIER NAME=\"Key\" TYPE=\"boolean\"><VALUE>true</VALUE>"
+     "</QUALIFIER><VALUE>v</VALUE></PROPERTY>"},
+};
+
+TEST(PlainShapes, ReadAsTheGeneralStepsReadThem) {
+    for (const Pair& p : pairs) expectSame(readProperty(p.plain), readProperty(p.general), p.plain);
+}
+
+TEST(PlainShapes, KeepWhatTheyRead) {
+    const Read r = readProperty(pairs[0].plain);
+    EXPECT_EQ(r.name, "Model");
+    EXPECT_EQ(r.type, "string");
+    EXPECT_EQ(r.value, "ST600MM0006");
+    EXPECT_EQ(r.valueKind, ValueXml::Value);
+    EXPECT_EQ(r.rest, "!");
+    EXPECT_EQ(readProperty(pairs[7].plain).value, "  x y  ");
+    EXPECT_EQ(readProperty(pairs[6].plain).value, "a &amp; b &lt;c&gt;");   // entities kept until rendering
+    EXPECT_FALSE(readProperty(pairs[3].plain).hasValue);
+    EXPECT_FALSE(readProperty(pairs[4].plain).hasValue);
+    EXPECT_EQ(readProperty(pairs[4].plain).rest, "tail");
+    EXPECT_EQ(readProperty(pairs[8].plain).key, 1);
+}
+
+// Shapes close to the plain ones that the general steps must read, each
+// with what it gives.
+TEST(PlainShapes, NearMissesGoThroughTheGeneralSteps) {
+    // The other property forms start like PROPERTY.
+    Read r = readProperty(
+        "<PROPERTY.ARRAY NAME=\"L\" TYPE=\"uint8\"><VALUE.ARRAY><VALUE>1</VALUE><VALUE>2</VALUE></VALUE.ARRAY>"
+        "</PROPERTY.ARRAY>");
+    EXPECT_EQ(r.kind, PropertyXml::Array);
+    EXPECT_EQ(r.valueKind, ValueXml::Array);
+    r = readProperty("<PROPERTY.REFERENCE NAME=\"R\" REFERENCECLASS=\"C\"></PROPERTY.REFERENCE>");
+    EXPECT_EQ(r.kind, PropertyXml::Reference);
+    EXPECT_EQ(r.name, "R");
+    // A third attribute, or only one.
+    r = readProperty("<PROPERTY NAME=\"P\" TYPE=\"string\" CLASSORIGIN=\"C\"><VALUE>v</VALUE></PROPERTY>");
+    EXPECT_EQ(r.value, "v");
+    r = readProperty("<PROPERTY NAME=\"P\"><VALUE>v</VALUE></PROPERTY>");
+    EXPECT_EQ(r.type, "");
+    EXPECT_EQ(r.value, "v");
+    // CDATA is kept with its markers.
+    r = readProperty("<PROPERTY NAME=\"S\" TYPE=\"string\"><VALUE><![CDATA[OK]]></VALUE></PROPERTY>");
+    EXPECT_EQ(r.value, "<![CDATA[OK]]>");
+    // A NUL byte ends an attribute value and a content, as it ends a C string.
+    static const char withNul[] = "<PROPERTY NAME=\"A\0B\" TYPE=\"string\"><VALUE>x\0y</VALUE></PROPERTY>";
+    r = readProperty(std::string(withNul, sizeof withNul - 1));
+    EXPECT_EQ(r.name, "A");
+    EXPECT_EQ(r.value, "x");
+}
+
+TEST(PlainShapes, CutShortTheyFailAsTheGeneralStepsFail) {
+    struct Row {
+        const char* text;
+        const char* message;
+    };
+    const Row rows[] = {
+        {"<PROPERTY NAME=\"P\" TYPE=\"str", "Parse Exception: Bad attribute list for PROPERTY: "},
+        {"<PROPERTY NAME=\"P\" TYPE=\"string\"><VALUE>abc", "Parse Exception: Expecting /VALUE element"},
+        {"<PROPERTY NAME=\"P\" TYPE=\"string\"><VALUE>abc</VALUE", "Parse Exception: Expecting /VALUE element"},
+        {"<PROPERTY NAME=\"P\" TYPE=\"string\"><VALUE>abc</VALUE>",
+         "Parse Exception: Expecting /PROPERTY, QUALIFIER or VALUE element"},
+        {"<PROPERTY NAME=\"P\" TYPE=\"string\"><VALUE>a</VALUEX></PROPERTY>", "Parse Exception: Expecting /VALUE element"},
+        // A VALUE name that goes on with a dot is taken for VALUE, whose
+        // start tag then does not end.
+        {"<PROPERTY NAME=\"D\" TYPE=\"string\"><VALUE.X>d</VALUE.X></PROPERTY>",
+         "Parse Exception: Bad attribute list for VALUE: "},
+    };
+    for (const Row& r : rows) {
+        try {
+            readProperty(r.text);
+            ADD_FAILURE() << "no exception for " << r.text;
+        } catch (const XmlException& e) {
+            EXPECT_EQ(e.getMsg(), r.message) << r.text;
+        }
+    }
+}
+
+TEST(PlainShapes, RenderLikeTheGeneralSpelling) {
+    FlagGuard flags;
+    for (int typed = 0; typed < 2; ++typed) {
+        addType = typed;
+        for (const Pair& p : pairs) {
+            XmlBuffer a(p.plain), b(p.general);
+            std::string textA, textB;
+            PropertyXml(a).toStringBuffer(textA, "");
+            PropertyXml(b).toStringBuffer(textB, "");
+            EXPECT_EQ(textA, textB) << p.plain;
+        }
+    }
+}
+
+}  // namespace
