@@ -297,10 +297,6 @@ constexpr Entity entities[] = {
     {"&apos;", "'", "'"},
 };
 
-}  // namespace
-
-namespace {
-
 // The next `c` at or after `p`, or `e`.
 const char* findOrEnd(const char* p, const char* e, char c) {
     const void* at = std::memchr(p, c, static_cast<size_t>(e - p));
@@ -310,6 +306,7 @@ const char* findOrEnd(const char* p, const char* e, char c) {
 }  // namespace
 
 char* unescapeXmlInto(char* out, std::string_view text, int mode) {
+    if (text.empty()) return out;   // its data may be null
     const char* p = text.data();
     const char* const e = p + text.size();
     // The next '&' and '\\', each searched for again only once passed, so
