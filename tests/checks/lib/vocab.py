@@ -1,0 +1,114 @@
+"""The vocabulary that rbz shows its users, read from where it is defined, so
+that the manual page and the bash completion can be held against it:
+
+- the binary's own usage texts (`rbz -h`, `rbz CMD -h`): command words, the
+  options their examples use, the parameter names and the value lists;
+- the status tables in cli/status.cpp;
+- the option words the driver scans for in cli/driver.cpp.
+"""
+
+import re
+import shlex
+import subprocess
+from dataclasses import dataclass, field
+
+EXAMPLE = re.compile(r"^\t[^\t]*: \./rbz -i 192\.168\.0\.38 -u root (.+)$")
+DESCRIBED = re.compile(r"^\t([A-Za-z][A-Za-z0-9/]*): ")
+
+
+@dataclass
+class Usage:
+    primaries: list = field(default_factory=list)
+    options: dict = field(default_factory=dict)      # primary -> [option, ...]
+    parameters: dict = field(default_factory=dict)   # (primary, option) -> [name, ...]
+    values: dict = field(default_factory=dict)       # (primary, option) -> [value, ...]
+    described: dict = field(default_factory=dict)    # primary -> [name, ...]
+
+
+def _usage_text(rbz, *words):
+    run = subprocess.run([rbz, *words, "-h"], stdin=subprocess.DEVNULL,
+                         capture_output=True, text=True, timeout=30, check=False)
+    if run.returncode != 0:
+        raise RuntimeError(f"{rbz} {' '.join(words)} -h ended with {run.returncode}: {run.stderr}")
+    return run.stdout.replace("\r", "").splitlines()
+
+
+def _add(table, key, item):
+    items = table.setdefault(key, [])
+    if item not in items:
+        items.append(item)
+
+
+def read_usage(rbz):
+    """Everything the usage texts name, by command word."""
+    usage = Usage()
+    for line in _usage_text(rbz):
+        if line.startswith("./rbz -i IP -u username "):
+            usage.primaries = line.split()[5].split("|")
+    if not usage.primaries:
+        raise RuntimeError("the general usage names no command words")
+
+    for primary in usage.primaries:
+        lines = _usage_text(rbz, primary)
+        if not lines or f" {primary} [option] [parameters]" not in lines[0]:
+            raise RuntimeError(f"unexpected usage of {primary}: {lines[:1]}")
+        for line in lines[1:]:
+            example = EXAMPLE.match(line)
+            if example:
+                words = shlex.split(example.group(1))
+                if words[0] != primary:
+                    raise RuntimeError(f"example of {primary} runs {words[0]}: {line!r}")
+                options = words[1].split("/")
+                for option in options:
+                    _add(usage.options, primary, option)
+                    for word in words[2:]:
+                        if "=" in word:
+                            _add(usage.parameters, (primary, option), word.split("=", 1)[0])
+                        elif "/" in word and not word.startswith("/"):
+                            # "raid/jbod": the choices; a path or an address is
+                            # only an example value.
+                            for value in word.split("/"):
+                                _add(usage.values, (primary, option), value)
+                continue
+            described = DESCRIBED.match(line)
+            if described and described.group(1) not in ("IP", "username", primary):
+                for name in described.group(1).split("/"):
+                    _add(usage.described, primary, name)
+        if primary not in usage.options:
+            raise RuntimeError(f"the usage of {primary} shows no example")
+    return usage
+
+
+STATUS_TABLE = re.compile(r"^constexpr StatusText (\w+)\[\] = \{")
+STATUS_ENTRY = re.compile(r'^\s*\{(\d+),\s*"([^"]*)"\},?\s*$')
+STATUS_DEFAULT = re.compile(r'^constexpr std::string_view (k\w*Default) = "([^"]*)";')
+
+
+def read_status_texts(src):
+    """(table, code, text) of every entry of the status tables in
+    cli/status.cpp, and (name, None, text) of their defaults."""
+    texts = []
+    table = None
+    with open(f"{src}/cli/status.cpp", encoding="utf-8") as source:
+        for line in source:
+            start = STATUS_TABLE.match(line)
+            if start:
+                table = start.group(1)
+            entry = STATUS_ENTRY.match(line)
+            if entry and table:
+                texts.append((table, int(entry.group(1)), entry.group(2)))
+            default = STATUS_DEFAULT.match(line)
+            if default:
+                texts.append((default.group(1), None, default.group(2)))
+    if len(texts) < 20:
+        raise RuntimeError(f"only {len(texts)} status texts found in cli/status.cpp")
+    return texts
+
+
+def read_driver_options(src):
+    """The option words ("-i", "-cacert", ...) the driver looks for."""
+    with open(f"{src}/cli/driver.cpp", encoding="utf-8") as source:
+        options = sorted(set(re.findall(r'"(-[a-z]+)"', source.read())))
+    if len(options) < 4:
+        raise RuntimeError(f"only {options} found as options in cli/driver.cpp")
+    return options
