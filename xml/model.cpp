@@ -7,6 +7,7 @@
 #include "xml/parse_steps.h"
 #include "xml/render_flags.h"
 
+#include <algorithm>
 #include <cstring>
 
 using xmlsteps::childIs;
@@ -132,18 +133,32 @@ std::unique_ptr<RetValXml> ValueXml::clone() const { return std::make_unique<Val
 
 namespace {
 
-// Appends through one growth of the string: room for at most `most` bytes
-// is made first, the pieces are copied into it, and the string is cut back
-// to what was written when the writer goes.
+// Appends to a string through raw writes: room for each piece is made with
+// reserve(), which grows the string in large steps (its capacity at least
+// doubles), and the string is cut back to what was written by done() or
+// when the writer goes.
 class TextWriter {
 public:
-    TextWriter(std::string& buf, size_t most) : buf(buf), at(buf.size()) {
-        buf.resize(at + most);
-        p = &buf[at];
-    }
-    ~TextWriter() { buf.resize(static_cast<size_t>(p - buf.data())); }
+    explicit TextWriter(std::string& buf) : buf(buf) { resume(); }
+    ~TextWriter() { done(); }
     TextWriter(const TextWriter&) = delete;
     TextWriter& operator=(const TextWriter&) = delete;
+
+    // Room for `n` more bytes.
+    void reserve(size_t n) {
+        if (static_cast<size_t>(limit - p) >= n) return;
+        const size_t at = static_cast<size_t>(p - buf.data());
+        buf.resize(at + std::max(n, size_t{1024}));
+        p = &buf[0] + at;
+        limit = &buf[0] + buf.size();
+    }
+    // `buf` holds exactly what was written, for others to append to.
+    void done() { buf.resize(static_cast<size_t>(p - buf.data())); limit = p; }
+    // Writing goes on after what others appended.
+    void resume() {
+        p = &buf[0] + buf.size();
+        limit = p;
+    }
 
     void put(std::string_view s) {
         copyBytes(p, s.data(), s.size());
@@ -160,8 +175,8 @@ public:
 
 private:
     std::string& buf;
-    size_t at;
     char* p = nullptr;
+    char* limit = nullptr;
 };
 
 }  // namespace
@@ -170,7 +185,9 @@ void ValueXml::toStringBuffer(std::string& buf, const char* q) const {
     switch (kind) {
     case Value: {
         const std::string_view quote(q);
-        TextWriter(buf, TextWriter::valueRoom(quote, value)).putValue(quote, value);
+        TextWriter out(buf);
+        out.reserve(TextWriter::valueRoom(quote, value));
+        out.putValue(quote, value);
         break;
     }
     case Array:
@@ -592,10 +609,7 @@ LineParts partsOf(const PropertyXml& p) {
     return {!noQuotes && sameName(p.type, "string") ? "\"" : "", &p.value.val()};
 }
 
-// The same with quotes whatever the type: enough to size the line.
-LineParts roomParts(const PropertyXml& p) {
-    return {"\"", noVal || !p.value.exists() ? nullptr : &p.value.val()};
-}
+
 
 // Room for the whole line of `p`, or notPlain.
 size_t lineRoom(const PropertyXml& p, const LineParts& parts, std::string_view q) {
@@ -625,7 +639,8 @@ void PropertyXml::toStringBuffer(std::string& buf, const char* q) const {
     const std::string_view nameQuote(q);
     const size_t room = lineRoom(*this, parts, nameQuote);
     if (room != notPlain) {
-        TextWriter out(buf, room);
+        TextWriter out(buf);
+        out.reserve(room);
         writeLine(out, *this, parts, nameQuote);
         return;
     }
@@ -669,24 +684,26 @@ InstanceXml::InstanceXml(XmlBuffer& xb) : RetValXml(TypeInstance) {
 
 std::unique_ptr<RetValXml> InstanceXml::clone() const { return std::make_unique<InstanceXml>(*this); }
 
-// An instance whose values are all text is written through one growth of
-// `buf`; one with references goes property by property.
+// Properties whose values are text are written straight into `buf`; one
+// with a reference goes through its own rendering.
 void InstanceXml::toStringBuffer(std::string& buf, const char* q) const {
     const std::string_view sep = useNl ? "" : ",";
     const std::string_view nameQuote(q);
-    size_t room = 0;
-    for (const PropertyXml& p : properties) {
-        const size_t line = lineRoom(p, roomParts(p), nameQuote);
-        if (line == notPlain) {
-            properties.toStringBuffer(buf, sep.data(), q);
-            return;
-        }
-        room += line + sep.size();
-    }
-    TextWriter out(buf, room);
+    TextWriter out(buf);
     for (size_t i = 0; i < properties.size(); ++i) {
+        const PropertyXml& p = properties[i];
+        const LineParts parts = partsOf(p);
+        const size_t room = lineRoom(p, parts, nameQuote);
+        if (room == notPlain) {
+            out.done();
+            if (i) buf += sep;
+            p.toStringBuffer(buf, q);
+            out.resume();
+            continue;
+        }
+        out.reserve(sep.size() + room);
         if (i) out.put(sep);
-        writeLine(out, properties[i], partsOf(properties[i]), nameQuote);
+        writeLine(out, p, parts, nameQuote);
     }
 }
 
