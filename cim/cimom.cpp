@@ -7,12 +7,14 @@
 #include "cim/cimom.h"
 
 #include "cim/avps.h"
+#include "cim/wipe.h"
 #include "xml/errors.h"
 #include "xml/text.h"
 
 #include <cstdio>
 #include <initializer_list>
 #include <string_view>
+#include <utility>
 
 const char* const Cimom::xmlHeader =
     "<?xml version=\"1.0\" encoding=\"utf-8\" ?>\n"
@@ -143,10 +145,11 @@ void writeInstanceNameParam(std::string& doc, const char* param, const URL& url)
     doc += "</IPARAMVALUE>\n";
 }
 
-// The result of a reply body; null for an empty body.
-std::unique_ptr<RetValXml> parseReply(const std::string& body) {
+// The result of a reply body; null for an empty body. The body is handed
+// on to the scanner, which keeps it as its own: no copy of a large reply.
+std::unique_ptr<RetValXml> parseReply(std::string body) {
     if (body.empty()) return nullptr;
-    CimXml cim(body, 0);
+    CimXml cim(std::move(body), 0);
     return cim.takeReturnData();
 }
 
@@ -384,6 +387,7 @@ std::string Cimom::callMethod2str(URL* url, const char* method, const char* para
 
     genRequest(*url, method, true, hasKeys);
     std::string doc = xmlHeader;
+    WipeOnExit forgetDocument(doc);   // the arguments may hold a password
     doc += "<METHODCALL NAME=\"";
     doc += method;
     doc += "\">";

@@ -14,6 +14,7 @@
 struct CimErrorData {
     std::string statusDescription;
     int statusCode = 0;
+    std::string statusCodeText;   // the CIMStatusCode value as the server wrote it
     std::string errorHeader;
 };
 

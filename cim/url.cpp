@@ -4,6 +4,7 @@
 // scan is bounded by the copy's length, so no input makes it read past the
 // end of the text.
 #include "cim/url.h"
+#include "cim/wipe.h"
 
 #include "xml/errors.h"
 #include "xml/render_flags.h"
@@ -102,6 +103,10 @@ void appendNameSpace(std::string& sb, const StringArray& ns) {
 class PathParser {
 public:
     PathParser(URL& url, const char* text) : url(url), s(text ? text : "") {}
+    // The text may carry a password.
+    ~PathParser() { wipeText(s); }
+    PathParser(const PathParser&) = delete;
+    PathParser& operator=(const PathParser&) = delete;
 
     void parse() {
         trace("--- U: ", s);
@@ -303,6 +308,8 @@ using File = std::unique_ptr<std::FILE, FileCloser>;
 URL::URL(const char* text) {
     PathParser(*this, text).parse();
 }
+
+URL::~URL() { wipeText(password); }
 
 std::unique_ptr<ObjectPathRef> URL::parsePath(const char* text) const {
     return std::make_unique<URL>(text);

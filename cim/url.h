@@ -13,6 +13,12 @@
 class URL : public ObjectPathRef {
 public:
     explicit URL(const char* text);   // throws URLException / ParseException
+    // The password is overwritten when a URL goes.
+    ~URL() override;
+    URL(const URL&) = default;
+    URL& operator=(const URL&) = default;
+    URL(URL&&) = default;
+    URL& operator=(URL&&) = default;
 
     // Plain text form: host:port/ns[:Class[.keys]] (mode 0), namespace only otherwise.
     void toStringBuffer(std::string& sb, int mode) const;

@@ -3,6 +3,7 @@
 #include <optional>
 
 #include "cim/cimom.h"
+#include "cim/wipe.h"
 #include "cli/password.h"
 #include "cli/status.h"
 #include "controller/paths.h"
@@ -10,11 +11,18 @@
 bool VerifyControllerPassword(Cimom& cimom, const std::string& user, const std::string& password,
                               const std::string& host, PasswordReader ask, std::ostream& os) {
     if (ask == nullptr) ask = getmypasswd;
-    const std::string controllerPassword = ask("Enter RAID Controller's PassWord:");
-    const std::string arguments = "password=" + controllerPassword;
-    const std::string invocation = "AuthPassword.password=" + controllerPassword;
+    std::string controllerPassword = ask("Enter RAID Controller's PassWord:");
+    WipeOnExit forgetPassword(controllerPassword);
+    std::string arguments = "password=" + controllerPassword;
+    WipeOnExit forgetArguments(arguments);
+    std::string invocation = "AuthPassword.password=" + controllerPassword;
+    WipeOnExit forgetInvocation(invocation);
 
+    // The path carries the ESXi password; room for all of it up front, so
+    // that it is built without leaving copies behind.
     std::string path;
+    WipeOnExit forgetPath(path);
+    path.reserve(PathCapacity(user, password, host, invocation));
     BuildURL(pricmd::sys, path, invocation, user, password, host);
     URL controller(path.c_str());
     const std::string reply = cimom.callMethod2str(&controller, "AuthPassword", arguments.c_str());

@@ -4,6 +4,7 @@
 #include <iostream>
 #include <string_view>
 
+#include "cim/wipe.h"
 #include "cli/password.h"
 
 namespace {
@@ -279,9 +280,11 @@ constexpr PrimaryRow kPrimaries[] = {
 // Both prompts are always shown; only equal entries are taken.
 bool ReadNewControllerPassword(std::string& parameters) {
     std::string first = getmypasswd("Enter NEW RAID Controller's PassWord:");
+    WipeOnExit forgetFirst(first);
     std::string second = getmypasswd("Enter NEW RAID Controller's PassWord AGAIN:");
+    WipeOnExit forgetSecond(second);
     if (first != second) return false;
-    parameters += first;
+    appendSecret(parameters, first);
     return true;
 }
 
@@ -352,9 +355,11 @@ bool ParseArguments(char** words, subcmd* option, std::string& parameters) {
 
     std::cout << '\r';
 
+    // The text may hold a new password already: it grows without leaving
+    // copies behind.
     for (std::size_t i = 0; words != nullptr && words[i] != nullptr; ++i) {
-        if (i > 0) parameters += ',';
-        parameters += words[i];
+        if (i > 0) appendSecret(parameters, ",");
+        appendSecret(parameters, words[i]);
     }
     return result;
 }

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "cim/cimom.h"
+#include "cim/wipe.h"
 #include "cli/status.h"
 #include "controller/paths.h"
 #include "controller/reports.h"
@@ -48,8 +49,12 @@ const Query* FindQuery(subcmd option) {
     return nullptr;
 }
 
+// The copy carries the ESXi password: it gets room for the longer class up
+// front, so the replacement never moves it.
 std::string ControlPath(const std::string& targetPath) {
-    std::string path = targetPath;
+    std::string path;
+    path.reserve(targetPath.size() + kControlClass.size());
+    path = targetPath;
     const size_t at = path.find(kClassPrefix);
     if (at != std::string::npos) path.replace(at, kReplacedLength, kControlClass);
     return path;
@@ -58,7 +63,8 @@ std::string ControlPath(const std::string& targetPath) {
 // Every served command, queries included, first sets the controller's wait
 // period. The reply is of no interest.
 void SetWaitPeriod(Cimom& cimom, const std::string& targetPath) {
-    const std::string path = ControlPath(targetPath);
+    std::string path = ControlPath(targetPath);
+    WipeOnExit forgetPath(path);
     URL control(path.c_str());
     cimom.callMethod2str(&control, "SetWaTP", "Period=2");
 }
@@ -87,7 +93,8 @@ int RunMethod(Cimom& cimom, URL& target, const CommandLine& cmd, PasswordReader 
     const std::string& text = cmd.parameters;
     const size_t dot = text.find('.');
     const std::string method = dot == std::string::npos ? text : text.substr(0, dot);
-    const std::string arguments = dot == std::string::npos ? text : text.substr(dot + 1);
+    std::string arguments = dot == std::string::npos ? text : text.substr(dot + 1);
+    WipeOnExit forgetArguments(arguments);   // chgpw: the new password
     const std::string reply = cimom.callMethod2str(&target, method.c_str(), arguments.c_str());
     PrintMethodStatus(reply, std::cout);
     return 0;
@@ -99,7 +106,11 @@ int DispatchCommand(Cimom& cimom, CommandLine& cmd, PasswordReader ask) {
     // Peer verification stays off; the files are passed as given.
     cimom.setClientCertificates(cmd.caCert, 1, cmd.clientCert, cmd.clientKey);
 
+    // The path carries the ESXi password: room for all of it up front, so
+    // that it is built without leaving copies behind.
     std::string path;
+    WipeOnExit forgetPath(path);
+    path.reserve(PathCapacity(cmd.user, cmd.password, cmd.host, cmd.parameters));
     BuildURL(cmd.primary, path, cmd.parameters, cmd.user, cmd.password, cmd.host);
     URL target(path.c_str());
     if (target.className.empty()) throw CmdException("Class name not specified");

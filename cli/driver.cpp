@@ -1,10 +1,13 @@
 #include "cli/driver.h"
 
+#include <algorithm>
+#include <climits>
 #include <cstddef>
 #include <cstdlib>
 #include <iostream>
 #include <string_view>
 
+#include "cim/wipe.h"
 #include "cli/commands.h"
 #include "cli/password.h"
 #include "cli/status.h"
@@ -76,9 +79,12 @@ void ApplyOption(OptionTarget target, char* value, ScanState& state) {
     case OptionTarget::host: state.cmd.host = value; break;
     case OptionTarget::user: state.cmd.user = value; break;
     case OptionTarget::wait: {
-        // Base 0: "0x10" is sixteen, "010" eight.
+        // Base 0: "0x10" is sixteen, "010" eight. A value beyond an int is
+        // held at the nearer end, as strtol gives it where long has 32 bits,
+        // so a huge wait stays positive and a huge negative one stays negative.
         char* end = value;
-        waitTime = static_cast<int>(std::strtol(value, &end, 0));
+        const long seconds = std::strtol(value, &end, 0);
+        waitTime = static_cast<int>(std::clamp<long>(seconds, INT_MIN, INT_MAX));
         if (end == value) state.syntaxError = true;  // overwritten by the command scan
         break;
     }
@@ -168,6 +174,10 @@ int Run(const Words& words, const std::function<int(CommandLine&)>& serve) {
     }
 
     ScanState state;
+    // The ESXi password, and for chgpw the new controller password in the
+    // parameter text, are overwritten however the run ends.
+    WipeOnExit forgetPassword(state.cmd.password);
+    WipeOnExit forgetParameters(state.cmd.parameters);
     ScanValueOptions(words, state);
     if (FindOption(words, "-v") < words.count) {
         PrintBanner();
@@ -181,7 +191,9 @@ int Run(const Words& words, const std::function<int(CommandLine&)>& serve) {
     }
     if (state.syntaxError || state.missingValue) return RefuseInvocation();
 
-    state.cmd.password += getmypasswd("Enter ESXi Server PassWord: ");
+    std::string typed = getmypasswd("Enter ESXi Server PassWord: ");
+    WipeOnExit forgetTyped(typed);
+    appendSecret(state.cmd.password, typed);
     return serve(state.cmd);
 }
 

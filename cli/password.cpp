@@ -7,6 +7,9 @@
 #include <cerrno>
 #include <cstdio>
 #include <iostream>
+#include <string_view>
+
+#include "cim/wipe.h"
 
 namespace {
 
@@ -59,7 +62,8 @@ std::string ReadWithCurses(const std::string& prompt) {
             }
             continue;
         }
-        result.push_back(static_cast<char>(key & 0xFF));
+        const char typed = static_cast<char>(key & 0xFF);
+        appendSecret(result, std::string_view(&typed, 1));
         waddch(stdscr, '*');
     }
     endwin();
@@ -79,7 +83,7 @@ std::string ReadLine(int fd) {
         if (n < 0 && errno == EINTR) continue;
         if (n <= 0) return line;  // end of input: whatever was read
         if (c == '\n') break;
-        line.push_back(c);
+        appendSecret(line, std::string_view(&c, 1));
     }
     if (!line.empty() && line.back() == '\r') line.pop_back();
     return line;

@@ -86,6 +86,14 @@ void BuildURL(pricmd primary, std::string& path, const std::string& parameters, 
         if (route.primary == primary) return route.build(path, parameters, user, password, host);
 }
 
+size_t PathCapacity(const std::string& user, const std::string& password, const std::string& host,
+                    const std::string& parameters) {
+    // Scheme and separators (12), the key names (29), the longest class name,
+    // and the key values, each at most the whole parameter text.
+    return 64 + kSystemClass.size() + ns.size() + user.size() + password.size() + host.size() +
+           2 * parameters.size();
+}
+
 void BuildRAIDSetFnURLString(std::string& path, const std::string& user, const std::string& password,
                              const std::string& host) {
     AppendPrefix(path, user, password, host, kPoolClass);

@@ -3,6 +3,7 @@
 // by. The texts are parsed later by URL; nothing here validates them.
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 #include "controller/globals.h"
@@ -11,6 +12,12 @@
 // empty). Commands that reach no class leave `path` as it is.
 void BuildURL(pricmd primary, std::string& path, const std::string& parameters, const std::string& user,
               const std::string& password, const std::string& host);
+
+// At least the length of any path BuildURL makes from these texts: a path
+// reserved this long is built without moving (and so without leaving copies
+// of the password it carries in freed memory).
+size_t PathCapacity(const std::string& user, const std::string& password, const std::string& host,
+                    const std::string& parameters);
 
 // One builder per class. The parameter text feeds the keys of volumes
 // ("Vol=", "VOL=", "vol=") and drives ("Enc="/"enc=" with "Slot="/"slot=").

@@ -198,6 +198,40 @@ void ResetStream(std::ostream& os) {
     os.fill(' ');
 }
 
+BatchedOutput::Block::Block(std::ostream& target) : target(target) {
+    setp(bytes, bytes + sizeof bytes);
+}
+
+void BatchedOutput::Block::drain() {
+    if (pptr() != pbase()) target.write(pbase(), pptr() - pbase());
+    setp(bytes, bytes + sizeof bytes);
+}
+
+BatchedOutput::Block::int_type BatchedOutput::Block::overflow(int_type c) {
+    drain();
+    if (traits_type::eq_int_type(c, traits_type::eof())) return traits_type::not_eof(c);
+    *pptr() = traits_type::to_char_type(c);
+    pbump(1);
+    return c;
+}
+
+int BatchedOutput::Block::sync() {
+    drain();
+    return 0;
+}
+
+BatchedOutput::BatchedOutput(std::ostream& target) : target(target), block(target), out(&block) {
+    out.copyfmt(target);
+}
+
+BatchedOutput::~BatchedOutput() {
+    block.drain();
+    target.flags(out.flags());
+    target.precision(out.precision());
+    target.fill(out.fill());
+    target.width(out.width());
+}
+
 void RenderNamedInstance(std::string& work, NamedInstanceXml& item) {
     work.clear();
     item.name.toStringBuffer(work, ":");

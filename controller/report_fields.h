@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <ostream>
+#include <streambuf>
 #include <string>
 #include <string_view>
 
@@ -97,6 +98,41 @@ void PrintHeading(std::ostream& os, const Column (&columns)[N]) {
 // Every report starts from the same stream state: decimal, left-aligned,
 // six significant digits.
 void ResetStream(std::ostream& os);
+
+// A stream that hands what is written to `target` in blocks. Standard output
+// is kept in step with C stdio, so every insertion into std::cout, and every
+// blank that pads a field, is a call into stdio of its own; a table of many
+// rows is formatted here instead. When the object goes (an exception
+// included) the rest reaches `target`, and `target` takes over the format
+// state (flags, precision, fill, width) the stream ended in.
+class BatchedOutput {
+public:
+    explicit BatchedOutput(std::ostream& target);
+    ~BatchedOutput();
+    BatchedOutput(const BatchedOutput&) = delete;
+    BatchedOutput& operator=(const BatchedOutput&) = delete;
+
+    std::ostream& stream() { return out; }
+
+private:
+    class Block : public std::streambuf {
+    public:
+        explicit Block(std::ostream& target);
+        void drain();
+
+    protected:
+        int_type overflow(int_type c) override;
+        int sync() override;
+
+    private:
+        std::ostream& target;
+        char bytes[32 * 1024];
+    };
+
+    std::ostream& target;
+    Block block;
+    std::ostream out;
+};
 
 // The text the reports search. A table report renders the instance name
 // (quote ":"), a line end and the instance; an inquiry the path's quoted form,

@@ -196,9 +196,12 @@ void PrintTitle(std::ostream& os, std::string_view title) {
 }
 
 // A table report: title, heading, one row per instance, closing separator.
+// The rows go out in blocks, not field by field.
 template <size_t C, size_t F>
-void PrintTable(std::ostream& os, std::string& work, NamedInstancesXml& instances, std::string_view title,
+void PrintTable(std::ostream& target, std::string& work, NamedInstancesXml& instances, std::string_view title,
                 const Column (&columns)[C], const Field (&row)[F]) {
+    BatchedOutput batched(target);
+    std::ostream& os = batched.stream();
     ResetStream(os);
     PrintTitle(os, title);
     PrintHeading(os, columns);

@@ -14,17 +14,27 @@ A scenario is one text, `SELECTOR:ACTION[:ACTION...]`:
               body=FILE       answer 200 with the bytes of FILE as the body
               error=CODE      answer with an ERROR element of CIM status CODE
               return=TEXT     give an extrinsic method the status text TEXT
+              random=N        answer 200 with N pseudo-random bytes
+              bulk=N          answer 200 with N bytes: the XML declaration, the
+                              CIM start tag, then blank lines
+              nest=N          answer 200 with a reply whose return value is N
+                              VALUE.ARRAY elements nested in each other
               desc=TEXT       the description for error= or cimstatus=
-              cimstatus=CODE  add the headers CIMStatusCode: CODE and
+              cimstatus=TEXT  add the headers CIMStatusCode: TEXT and
                               CIMStatusDescription (desc=, else a standard text)
               truncate=N      send only the first N bytes of the body
               malformed       drop the "</SIMPLERSP>" line from the body
+              headers=N       add N more header lines
+              longheader=N    add one header line of N bytes (N >= 12)
+              hangup=N        announce the whole body's length but send only
+                              its first N bytes, then close the connection
               delay=MS        wait MS milliseconds before answering
 
-At most one of status, close, empty, body, error and return.  With status,
-close, empty, body, error and return the operation itself is not performed (a
-method changes nothing); with the other actions alone it is, and the reply is
-then altered.  Texts cannot hold ":".  Requests refused before the scenarios
+At most one of status, close, empty, body, error, return, random, bulk and
+nest.  With one of these the operation itself is not performed (a method
+changes nothing); with the other actions alone it is, and the reply is then
+altered.  The bodies of random, bulk and nest are made while they are sent,
+so N may be hundreds of megabytes.  Texts cannot hold ":".  Requests refused before the scenarios
 are looked at (HTTP checks and authentication) are not counted.  When several
 scenarios select a request, every one counts it and the first given wins.
 """
@@ -34,10 +44,13 @@ import threading
 
 _SELECTOR = re.compile(r"^(?P<name>[^#]*)(?:#(?P<nth>[1-9][0-9]*)(?P<onward>\+?))?$")
 
-REPLACING = ("status", "close", "empty", "body", "error", "return")
+REPLACING = ("status", "close", "empty", "body", "error", "return", "random", "bulk", "nest")
+STREAMED = ("random", "bulk", "nest")
 _FLAGS = ("close", "empty", "malformed")
-_NUMBERS = ("status", "error", "cimstatus", "truncate", "delay")
-_TEXTS = ("desc", "return", "body")
+_NUMBERS = ("status", "error", "truncate", "delay", "random", "bulk", "nest", "headers",
+            "longheader", "hangup")
+_TEXTS = ("desc", "return", "body", "cimstatus")
+LONG_HEADER_NAME = "X-Sim-Long"
 
 
 class ScenarioError(ValueError):
@@ -67,6 +80,10 @@ class Scenario:
             raise ScenarioError("desc= goes with error= or cimstatus=")
         if "truncate" in self.actions and "malformed" in self.actions:
             raise ScenarioError("truncate and malformed exclude each other")
+        if "malformed" in self.actions and any(a in self.actions for a in STREAMED):
+            raise ScenarioError("malformed goes with a reply of the server's own")
+        if self.actions.get("longheader", len(LONG_HEADER_NAME) + 2) < len(LONG_HEADER_NAME) + 2:
+            raise ScenarioError("longheader needs at least %d bytes" % (len(LONG_HEADER_NAME) + 2))
         if "body" in self.actions:
             try:
                 with open(self.actions["body"], "rb") as source:
@@ -92,7 +109,7 @@ class Scenario:
                 raise ScenarioError("status must be an HTTP status code")
             self.actions[word] = number
         elif word in _TEXTS:
-            if not has_value:
+            if not has_value or (word == "cimstatus" and not value):
                 raise ScenarioError("%s needs a value" % word)
             self.actions[word] = value
         else:

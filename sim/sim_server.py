@@ -9,6 +9,7 @@ counted, and each request is written to the request log as one JSON line.
 
 import base64
 import binascii
+import http.client
 import http.server
 import json
 import socketserver
@@ -20,9 +21,15 @@ import traceback
 import urllib.parse
 
 import sim_cimxml
+import sim_hostile
+from sim_scenario import LONG_HEADER_NAME
 from sim_service import REPLY_HEADERS, Reply
 
 MAX_BODY = 4 * 1024 * 1024
+# Request header lines are read up to 1 MiB (the standard library stops at
+# 64 KiB and drops the connection while the client may still be sending), so
+# that very long credentials reach the authentication check and get a 401.
+http.client._MAXLINE = max(http.client._MAXLINE, 1 << 20)
 _connection = threading.local()
 
 
@@ -58,6 +65,15 @@ def apply_scenario(service, headers, body, actions):
         reply = Reply(200, b"", list(REPLY_HEADERS))
     elif "body" in actions:
         reply = Reply(200, actions["body"], list(REPLY_HEADERS))
+    elif "random" in actions:
+        reply = Reply(200, sim_hostile.random_bytes(actions["random"]), list(REPLY_HEADERS))
+    elif "bulk" in actions:
+        reply = Reply(200, sim_hostile.bulk(actions["bulk"]), list(REPLY_HEADERS))
+    elif "nest" in actions:
+        # Intrinsic operations name only the namespace in CIMObject.
+        intrinsic = ":" not in urllib.parse.unquote(headers.get("CIMObject") or "")
+        reply = Reply(200, sim_hostile.nested(actions["nest"], (headers.get("CIMMethod") or "").strip(),
+                                              intrinsic), list(REPLY_HEADERS))
     else:
         override = None
         if "error" in actions:
@@ -69,12 +85,25 @@ def apply_scenario(service, headers, body, actions):
         broken = reply.body.replace(b"</SIMPLERSP>\n", b"", 1)
         reply.body = broken if broken != reply.body else reply.body + b"<"
     if "truncate" in actions:
-        reply.body = reply.body[:actions["truncate"]]
+        if isinstance(reply.body, sim_hostile.StreamedBody):
+            reply.body = reply.body.truncated(actions["truncate"])
+        else:
+            reply.body = reply.body[:actions["truncate"]]
+    # The filler comes first, so that CIM status headers follow the flood.
+    for number in range(1, actions.get("headers", 0) + 1):
+        reply.headers.append(("X-Sim-Filler-%05d" % number, "filler"))
     if "cimstatus" in actions:
         code = actions["cimstatus"]
-        reply.headers.append(("CIMStatusCode", str(code)))
-        reply.headers.append(("CIMStatusDescription",
-                              sim_cimxml.error_description(code, actions.get("desc"))))
+        if code.isdigit():
+            description = sim_cimxml.error_description(int(code), actions.get("desc"))
+        else:
+            description = actions.get("desc", "CIM error " + code)
+        reply.headers.append(("CIMStatusCode", code))
+        reply.headers.append(("CIMStatusDescription", description))
+    if "longheader" in actions:
+        reply.headers.append((LONG_HEADER_NAME, "x" * (actions["longheader"] - len(LONG_HEADER_NAME) - 2)))
+    if "hangup" in actions:
+        reply.hangup = actions["hangup"]
     reply.delay_ms += actions.get("delay", 0)
     return reply
 
@@ -82,6 +111,10 @@ def apply_scenario(service, headers, body, actions):
 class Handler(http.server.BaseHTTPRequestHandler):
     protocol_version = "HTTP/1.1"
     server_version = "QuiloCIMSim/1.0"
+    # A reply goes out in two writes (headers, body); with Nagle's algorithm
+    # on, the body would wait for the client's delayed acknowledgement of the
+    # headers, about 40 ms per request.
+    disable_nagle_algorithm = True
 
     def version_string(self):
         return self.server_version
@@ -138,16 +171,22 @@ class Handler(http.server.BaseHTTPRequestHandler):
         if reply.drop:
             self.close_connection = True
             return
-        last = reply.close or self.served >= self.server.max_requests
+        last = reply.close or reply.hangup is not None or self.served >= self.server.max_requests
         self.send_response(reply.status)
         for name, value in reply.headers:
             self.send_header(name, value)
-        self.send_header("Content-Length", str(len(reply.body)))
-        if last:
+        streamed = isinstance(reply.body, sim_hostile.StreamedBody)
+        # A streamed body's length may be beyond what len() can report.
+        self.send_header("Content-Length", str(reply.body.length if streamed else len(reply.body)))
+        if last and reply.hangup is None:
             self.send_header("Connection", "close")
         self.end_headers()
         if self.command != "HEAD":
-            self.wfile.write(reply.body)
+            if streamed:
+                for chunk in reply.body.chunks(reply.hangup):
+                    self.wfile.write(chunk)
+            else:
+                self.wfile.write(reply.body if reply.hangup is None else reply.body[:reply.hangup])
         if last:
             self.close_connection = True
 

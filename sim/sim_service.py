@@ -7,7 +7,7 @@ the HTTP checks (authentication, length) and returns the `Reply` to send.
 import threading
 import urllib.parse
 from dataclasses import dataclass, field
-from typing import List, Tuple
+from typing import List, Optional, Tuple
 
 import sim_cimxml
 import sim_schema
@@ -29,6 +29,7 @@ class Reply:
     close: bool = False          # send "Connection: close" and close after the reply
     drop: bool = False           # close the connection without any reply
     delay_ms: int = 0
+    hangup: Optional[int] = None  # send only this many bytes of the body, then close
 
 
 def cim_reply(body):

@@ -1,5 +1,6 @@
 #include "transport/cimom_curl.h"
 
+#include "cim/wipe.h"
 #include "xml/envelope.h"
 #include "xml/errors.h"
 #include "xml/text.h"
@@ -11,9 +12,11 @@
 #include <cctype>
 #include <cerrno>
 #include <climits>
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <iostream>
 #include <new>
 #include <string_view>
@@ -70,10 +73,21 @@ struct StatusHeader {
     void (*apply)(CimErrorData& record, std::string_view value);
 };
 
+// The value without the blanks around it.
+std::string_view trimmed(std::string_view text) {
+    const size_t first = text.find_first_not_of(" \t");
+    if (first == std::string_view::npos) return {};
+    return text.substr(first, text.find_last_not_of(" \t") - first + 1);
+}
+
 constexpr std::array<StatusHeader, 3> statusHeaders = {{
     {"CIMStatusDescription", 20, 20, 2,
      [](CimErrorData& r, std::string_view v) { r.statusDescription = std::string(v); }},
-    {"CIMStatusCode", 13, 13, 2, [](CimErrorData& r, std::string_view v) { r.statusCode = leadingNumber(v); }},
+    {"CIMStatusCode", 13, 13, 2,
+     [](CimErrorData& r, std::string_view v) {
+         r.statusCode = leadingNumber(v);
+         r.statusCodeText = std::string(trimmed(v));
+     }},
     {"CIMError", 13, 8, 1,
      [](CimErrorData& r, std::string_view v) { r.errorHeader = std::string(1, static_cast<char>(leadingNumber(v))); }},
 }};
@@ -87,6 +101,40 @@ const StatusHeader* findStatusHeader(std::string_view name) {
     return nullptr;
 }
 
+// A CIMStatusCode that says "no error": absent, empty, or digits worth 0.
+// Anything else, a text that is no number included, reports a CIM error.
+bool statusIsSuccess(const CimErrorData& record) {
+    if (record.statusCode != 0) return false;
+    const std::string& text = record.statusCodeText;
+    return text.find_first_not_of("0123456789") == std::string::npos;
+}
+
+// The CIM error the status headers report. Its code is shown as the server
+// wrote it when that is not plain decimal (a word, or a number too big for
+// an int, which the record holds clamped).
+ErrorXml statusError(const CimErrorData& record) {
+    std::string description = record.statusDescription;
+    ErrorXml error(record.statusCode, description);
+    if (!record.statusCodeText.empty() && record.statusCodeText != error.code) {
+        error.code = record.statusCodeText;
+        error.set("Cim: ", error.code, error.description);
+    }
+    return error;
+}
+
+// libcurl gives up on a reply header longer than it will hold (100 KiB) with
+// the code of a failed allocation (7.x) or of an oversized field (8.6 on);
+// no body byte has arrived then.
+bool headerTooLarge(CURLcode rc, CURL* handle) {
+    bool tooLarge = rc == CURLE_OUT_OF_MEMORY;
+#if LIBCURL_VERSION_NUM >= 0x080600
+    tooLarge = tooLarge || rc == CURLE_TOO_LARGE;
+#endif
+    curl_off_t received = 0;
+    curl_easy_getinfo(handle, CURLINFO_SIZE_DOWNLOAD_T, &received);
+    return tooLarge && received == 0;
+}
+
 bool verboseWanted() {
     const char* value = std::getenv("CURLDEBUG");
     return value != nullptr && !equalsNoCase(value, "false");
@@ -94,12 +142,16 @@ bool verboseWanted() {
 
 }  // namespace
 
-CimomCurl::CimomCurl() : curl(curl_easy_init()), response(std::ios::in | std::ios::out) {}
+CimomCurl::CimomCurl() : curl(curl_easy_init()), replyBuffer(curl.get()), response(&replyBuffer) {}
 
 CimomCurl::~CimomCurl() {
     // The handle still points at the header list: let it go first.
     curl.reset();
     headerList.reset();
+    // The credentials, and a request document that may carry a controller
+    // password, are overwritten.
+    wipeText(userPwd);
+    wipeText(body);
 }
 
 bool CimomCurl::supportsSSL() {
@@ -145,12 +197,17 @@ void CimomCurl::genRequest(URL& target, const char* name, bool isMethodCall, boo
 void CimomCurl::setCredentials(URL& target) {
     if (target.user.empty()) {
         if (!userPwd.empty()) curl_easy_setopt(curl.get(), CURLOPT_USERPWD, static_cast<const char*>(nullptr));
-        userPwd.clear();
+        wipeText(userPwd);
         return;
     }
     if (target.password.empty() && askPassword != nullptr)
         target.password = askPassword("Enter ESXi Server PassWord: ");
-    userPwd = target.user + ":" + target.password;
+    // Rebuilt in place for every request: the old text is overwritten, and
+    // the buffer grows (once) without leaving a copy behind.
+    wipeText(userPwd);
+    appendSecret(userPwd, target.user);
+    appendSecret(userPwd, ":");
+    appendSecret(userPwd, target.password);
     curl_easy_setopt(curl.get(), CURLOPT_USERPWD, userPwd.c_str());
 }
 
@@ -188,12 +245,49 @@ CimomCurl::HeaderList CimomCurl::buildHeaders(const char* name, const std::strin
 }
 
 void CimomCurl::addPayload(const std::string& document) {
-    body = document;
+    // The previous document may have carried a password.
+    wipeText(body);
+    appendSecret(body, document);
     if (dumpXml) std::cerr << "To server: " << body << std::endl;
     CURLcode rc = curl_easy_setopt(curl.get(), CURLOPT_POSTFIELDS, body.c_str());
     if (rc != CURLE_OK) std::cerr << getErrorMessage(rc) << std::endl;
     rc = curl_easy_setopt(curl.get(), CURLOPT_POSTFIELDSIZE, static_cast<long>(body.size()));
     if (rc != CURLE_OK) std::cerr << getErrorMessage(rc) << std::endl;
+}
+
+// Content-Length, when the reply has one, is known once the headers are
+// in, that is before the first body byte arrives. It is the server's word
+// only: at most 256 MiB are set aside on it, and the string grows beyond
+// that as the bytes come; a length that cannot be had is no reason to fail.
+void CimomCurl::ReplyBuffer::reserveForReply() {
+    constexpr curl_off_t mostReserved = curl_off_t{256} << 20;
+    curl_off_t length = -1;
+    if (handle == nullptr || curl_easy_getinfo(handle, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length) != CURLE_OK)
+        return;
+    if (length <= 0) return;
+    try {
+        text.reserve(static_cast<size_t>(std::min(length, mostReserved)));
+    } catch (const std::exception&) {
+    }
+}
+
+std::streamsize CimomCurl::ReplyBuffer::xsputn(const char* s, std::streamsize n) {
+    if (text.empty()) reserveForReply();
+    text.append(s, static_cast<size_t>(n));
+    return n;
+}
+
+CimomCurl::ReplyBuffer::int_type CimomCurl::ReplyBuffer::overflow(int_type c) {
+    if (traits_type::eq_int_type(c, traits_type::eof())) return traits_type::not_eof(c);
+    if (text.empty()) reserveForReply();
+    text.push_back(traits_type::to_char_type(c));
+    return c;
+}
+
+std::string CimomCurl::ReplyBuffer::take() {
+    std::string reply = std::move(text);
+    text = std::string();
+    return reply;
 }
 
 size_t CimomCurl::writeCb(char* ptr, size_t size, size_t nmemb, void* stream) {
@@ -223,7 +317,7 @@ size_t CimomCurl::headerCb(char* ptr, size_t size, size_t nmemb, void* record) {
 }
 
 std::string CimomCurl::getResponse() {
-    response.str("");
+    replyBuffer.take();
     response.clear();
     const CURLcode rc = curl_easy_perform(curl.get());
     if (rc != CURLE_OK) {
@@ -231,18 +325,19 @@ std::string CimomCurl::getResponse() {
         curl_easy_getinfo(curl.get(), CURLINFO_RESPONSE_CODE, &status);
         if (status == 401)
             throw HttpException(userPwd.empty() ? "Username/password required." : "Invalid username/password.");
-        const std::string message = getErrorMessage(rc);
+        // "Out of memory" would send the user looking at the wrong machine.
+        const std::string message =
+            headerTooLarge(rc, curl.get()) ? std::string("Reply header too large.") : getErrorMessage(rc);
         std::printf("CimomCurl::getResponse%s", message.c_str());
         throw HttpException(message);
     }
 
-    std::string reply = response.str();
+    // The body leaves the stream's buffer without a copy; the buffer starts
+    // the next reply empty.
+    std::string reply = replyBuffer.take();
     if (dumpXml) std::cerr << "From server: " << reply << std::endl;
 
-    if (cimErrorData.statusCode != 0) {
-        std::string description = cimErrorData.statusDescription;
-        throw ErrorXml(cimErrorData.statusCode, description);
-    }
+    if (!statusIsSuccess(cimErrorData)) throw statusError(cimErrorData);
     if (reply.empty()) throw HttpException("No data received from server.");
 
     pause();

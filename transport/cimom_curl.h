@@ -11,7 +11,8 @@
 
 #include <cstddef>
 #include <memory>
-#include <sstream>
+#include <ostream>
+#include <streambuf>
 #include <string>
 
 // Debug and protocol switches; nothing in the command set turns them on.
@@ -64,10 +65,30 @@ private:
     HeaderList buildHeaders(const char* name, const std::string& object) const;
     static void pause();
 
+    // The reply body as it arrives: a stream over one string, which
+    // getResponse hands over whole (moved, not copied). The string is sized
+    // from the reply's Content-Length before the first byte is stored, so it
+    // does not grow (and copy itself) while a large reply comes in.
+    class ReplyBuffer : public std::streambuf {
+    public:
+        explicit ReplyBuffer(CURL* handle) : handle(handle) {}
+        std::string take();
+
+    protected:
+        std::streamsize xsputn(const char* s, std::streamsize n) override;
+        int_type overflow(int_type c) override;
+
+    private:
+        void reserveForReply();
+        CURL* handle;
+        std::string text;
+    };
+
     std::unique_ptr<CURL, EasyCleanup> curl;
     HeaderList headerList;
     std::string body;
     std::string url;
     std::string userPwd;
-    std::stringstream response;
+    ReplyBuffer replyBuffer;
+    std::ostream response;
 };

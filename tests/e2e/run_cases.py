@@ -14,28 +14,168 @@ runs against one simulated server ("runs"):
      "sim": ["--scenario", "..."],      # start the simulated server with these
      "requests": [["GetClass", "..."]], # what it must have received
      "connections": 1,                  # TLS connections the run opened
+     "max_rss_mb": 600,                 # peak resident memory of rbz, in MiB
+     "kill_when_stdout": "waiting",     # kill rbz once its output holds this;
+                                        # "status" is then null
      "runs": [{...}, ...]}              # instead of the run fields above
 
 The simulated server is started when a case has "sim" or "requests" or
 uses {PORT}; its control module (simctl, beside this file) is imported only
-then.
+then.  In "args", "stdin" and "sim", {N*TEXT} stands for TEXT written N times
+(for words and passwords too long to spell out).  Texts are UTF-8; a lone
+surrogate escape such as "\udcff" in "args" or "stdin" stands for that one
+byte (0xff), so that words need not be valid UTF-8.
+
+Every run, whatever its keys, must end by exit() and not by a signal, and
+must not show a password on standard output or standard error.  The
+passwords are the simulated server's two (--password, default "secret";
+--controller-password, default "0000") and every line of the run's standard
+input, which only password prompts read.  Only passwords of 6 characters or
+more are looked for: shorter ones, like the controller's default "0000",
+turn up in reports by chance.  The ESXi password is also looked for in its
+HTTP Basic form, base64 of "user:password".  A run with CURLDEBUG on (set
+and not "false") is exempt: libcurl's own trace shows the Authorization
+header, which is what the user asked for.
+
+With --sanitized (the AddressSanitizer build), "max_rss_mb" is multiplied by
+SANITIZED_RSS_FACTOR: the sanitizer's shadow memory and quarantine of freed
+blocks add a multiple of the heap.
 """
 
 import argparse
+import base64
 import difflib
 import json
 import os
+import re
+import signal
 import subprocess
 import sys
+import threading
+import time
 
 RUN_KEYS = {"args", "stdin", "env", "stdout", "stdout_contains", "stderr",
-            "stderr_contains", "status", "requests", "connections"}
+            "stderr_contains", "status", "requests", "connections", "max_rss_mb",
+            "kill_when_stdout"}
 CASE_KEYS = RUN_KEYS | {"name", "sim", "runs", "comment"}
 MULTI_RUN_CASE_KEYS = {"name", "sim", "runs", "comment", "env"}
 
 
+SANITIZED_RSS_FACTOR = 3
+MIN_SECRET_LENGTH = 6
+_REPEAT = re.compile(r"\{([0-9]+)\*([^{}]*)\}")
+
+
 class CaseError(Exception):
     """A case file that cannot be played as written."""
+
+
+def expand(text):
+    """The text with every {N*TEXT} written out."""
+    return _REPEAT.sub(lambda m: m.group(2) * int(m.group(1)), text)
+
+
+def sim_option(sim_args, name, default):
+    """The value of a simulator option in a case's "sim" list (the last one wins)."""
+    value = default
+    for i, word in enumerate(sim_args[:-1]):
+        if word == name:
+            value = sim_args[i + 1]
+    return value
+
+
+def secrets(case, stdin_text):
+    """The texts that must not show in a run's output: (label, text) pairs."""
+    found = []
+    if "sim" in case or needs_server(case, case["runs"] if "runs" in case else [case]):
+        sim_args = [expand(a) for a in case.get("sim", [])]
+        user = sim_option(sim_args, "--user", "root")
+        password = sim_option(sim_args, "--password", "secret")
+        found.append(("the ESXi password", password))
+        basic = (user + ":" + password).encode("utf-8", "surrogateescape")
+        found.append(("the ESXi password in Basic form", base64.b64encode(basic).decode("ascii")))
+        found.append(("the controller password",
+                      sim_option(sim_args, "--controller-password", "0000")))
+    for number, line in enumerate(stdin_text.split("\n"), 1):
+        found.append(("password line %d of standard input" % number, line.rstrip("\r")))
+    return [(label, text) for label, text in found if len(text) >= MIN_SECRET_LENGTH]
+
+
+def curl_debug_on(env):
+    value = env.get("CURLDEBUG")
+    return value is not None and value.lower() != "false"
+
+
+class Finished:
+    """What one run of rbz left: exit status (negative: the signal), output,
+    peak resident memory in KiB, and whether the runner killed it, for taking
+    too long or on the output it waited for."""
+
+    def __init__(self, returncode, stdout, stderr, max_rss_kb, timed_out, killed_on_output):
+        self.returncode = returncode
+        self.stdout = stdout
+        self.stderr = stderr
+        self.max_rss_kb = max_rss_kb
+        self.timed_out = timed_out
+        self.killed_on_output = killed_on_output
+
+
+def run_child(argv, stdin, env, timeout, kill_when=None):
+    """Runs argv to its end and collects, unlike subprocess.run, the child's
+    own resource usage (wait4), so that its peak memory is known.  With
+    `kill_when` (bytes), the child is killed as soon as its standard output
+    holds them."""
+    child = subprocess.Popen(argv, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                             stderr=subprocess.PIPE, env=env)
+    collected = {}
+    seen = threading.Event()
+
+    def drain(name, stream):
+        data = b""
+        while True:
+            piece = stream.read1(65536)
+            if not piece:
+                break
+            data += piece
+            if name == "stdout" and kill_when is not None and kill_when in data and not seen.is_set():
+                seen.set()
+                child.kill()
+        collected[name] = data
+        stream.close()
+
+    def feed():
+        try:
+            child.stdin.write(stdin)
+        except (BrokenPipeError, OSError):
+            pass   # rbz ended without reading all of it
+        finally:
+            try:
+                child.stdin.close()
+            except (BrokenPipeError, OSError):
+                pass
+
+    workers = [threading.Thread(target=drain, args=("stdout", child.stdout)),
+               threading.Thread(target=drain, args=("stderr", child.stderr)),
+               threading.Thread(target=feed)]
+    for worker in workers:
+        worker.start()
+    expired = threading.Event()
+
+    def kill():
+        expired.set()
+        child.kill()
+
+    timer = threading.Timer(timeout, kill)
+    timer.start()
+    try:
+        _, status, usage = os.wait4(child.pid, 0)
+    finally:
+        timer.cancel()
+    child.returncode = os.waitstatus_to_exitcode(status)   # the Popen must not wait again
+    for worker in workers:
+        worker.join()
+    return Finished(child.returncode, collected.get("stdout", b""), collected.get("stderr", b""),
+                    usage.ru_maxrss, expired.is_set(), seen.is_set())
 
 
 def visible(line):
@@ -90,6 +230,8 @@ def check_keys(case):
     for run in runs:
         if "status" not in run:
             raise CaseError("every run states its \"status\"")
+        if (run["status"] is None) != ("kill_when_stdout" in run):
+            raise CaseError("\"status\" is null exactly when \"kill_when_stdout\" is given")
         if not isinstance(run.get("args", []), list):
             raise CaseError("\"args\" is a list of words")
 
@@ -105,7 +247,12 @@ def environment(shared, own):
     return env
 
 
-def play_run(options, run, shared_env, server):
+def shown(args):
+    """The words of a command line, long ones shortened, for messages."""
+    return " ".join(a if len(a) <= 60 else "%s...(%d bytes)" % (a[:20], len(a)) for a in args)
+
+
+def play_run(options, case, run, shared_env, server):
     """Runs rbz once; returns a list of failure descriptions."""
     port = str(server.port) if server is not None else None
     args = []
@@ -114,27 +261,45 @@ def play_run(options, run, shared_env, server):
             if port is None:
                 raise CaseError("{PORT} used without a simulated server")
             word = word.replace("{PORT}", port)
-        args.append(word)
+        args.append(os.fsencode(expand(word)))
 
-    stdin = run.get("stdin", "").encode("utf-8")
+    stdin_text = expand(run.get("stdin", ""))
+    env = environment(shared_env, run.get("env"))
     connections_before = server.connections() if server is not None else 0
-    try:
-        done = subprocess.run([options.rbz] + args, input=stdin, capture_output=True,
-                              env=environment(shared_env, run.get("env")),
-                              timeout=options.timeout)
-    except subprocess.TimeoutExpired:
-        return ["rbz %s did not end within %ss" % (" ".join(args), options.timeout)]
+    kill_when = run.get("kill_when_stdout")
+    done = run_child([os.fsencode(options.rbz)] + args,
+                     stdin_text.encode("utf-8", "surrogateescape"), env, options.timeout,
+                     None if kill_when is None else kill_when.encode("utf-8"))
+    if done.timed_out:
+        return ["rbz %s did not end within %ss" % (shown([os.fsdecode(a) for a in args]),
+                                                    options.timeout)]
 
     out = done.stdout.decode("utf-8", "surrogateescape")
     err = done.stderr.decode("utf-8", "surrogateescape")
     failures = []
+    if done.returncode < 0 and not done.killed_on_output:
+        failures.append("rbz was killed by signal %d (%s)"
+                        % (-done.returncode, signal.Signals(-done.returncode).name))
+    if not curl_debug_on(env):
+        for label, secret in secrets(case, stdin_text):
+            for stream, text in (("stdout", out), ("stderr", err)):
+                if secret in text:
+                    failures.append("%s shows %s" % (stream, label))
+    if "max_rss_mb" in run:
+        limit = run["max_rss_mb"] * (SANITIZED_RSS_FACTOR if options.sanitized else 1)
+        peak = done.max_rss_kb / 1024.0
+        if peak > limit:
+            failures.append("rbz took %.0f MiB of memory at its peak; at most %d allowed"
+                            % (peak, limit))
+        if options.times:
+            options.notes.append("peak memory %.0f MiB (limit %d)" % (peak, limit))
     for label, actual in (("stdout", out), ("stderr", err)):
         if label in run and actual != run[label]:
             failures.append(diff(label, run[label], actual))
         for piece in run.get(label + "_contains", []):
             if piece not in actual:
                 failures.append("%s lacks %r; it was:\n%s" % (label, piece, actual))
-    if done.returncode != run["status"]:
+    if run["status"] is not None and done.returncode != run["status"]:
         failures.append("status %d, expected %d" % (done.returncode, run["status"]))
         if "stderr" not in run and err:
             failures.append("stderr was:\n" + err)
@@ -165,13 +330,13 @@ def play_case(options, case):
         import simctl  # only cases that talk to the simulated server need it
         if not options.sim or not os.path.exists(options.sim):
             raise CaseError("the simulated server %r is not there" % options.sim)
-        server = simctl.start(options.sim, case.get("sim", []))
+        server = simctl.start(options.sim, [expand(a) for a in case.get("sim", [])])
     try:
         if server is not None:
             server.requests()  # whatever start-up itself caused
         failures = []
         for number, run in enumerate(runs, 1):
-            for failure in play_run(options, run, shared_env, server):
+            for failure in play_run(options, case, run, shared_env, server):
                 prefix = "run %d: " % number if len(runs) > 1 else ""
                 failures.append(prefix + failure)
         return failures
@@ -186,8 +351,13 @@ def main():
     parser.add_argument("--sim", help="the simulated server's script")
     parser.add_argument("--timeout", type=float, default=60.0, help="seconds per run")
     parser.add_argument("--filter", default="", help="play only cases whose name contains this")
+    parser.add_argument("--sanitized", action="store_true",
+                        help="rbz is an AddressSanitizer build (memory limits are widened)")
+    parser.add_argument("--times", action="store_true",
+                        help="show each case's wall time and measured peak memory")
     parser.add_argument("files", nargs="+", help="case files")
     options = parser.parse_args()
+    options.notes = []
 
     passed = failed = 0
     for path in options.files:
@@ -204,6 +374,7 @@ def main():
             name = "%s: %s" % (os.path.basename(path), case.get("name", "#%d" % index))
             if options.filter not in name:
                 continue
+            started = time.monotonic()
             try:
                 failures = play_case(options, case)
             except CaseError as e:
@@ -218,6 +389,10 @@ def main():
             else:
                 passed += 1
                 print("ok   " + name)
+            if options.times:
+                for note in options.notes + ["%.2f s" % (time.monotonic() - started)]:
+                    print("     " + note)
+                options.notes.clear()
     print("%d passed, %d failed" % (passed, failed))
     return 1 if failed or passed == 0 else 0
 

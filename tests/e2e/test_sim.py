@@ -29,6 +29,7 @@ sys.path.insert(0, HERE)
 sys.path.insert(0, os.path.join(REPO, "sim"))
 
 import simctl                                                  # noqa: E402
+import sim_hostile                                             # noqa: E402
 from sim_scenario import Scenario, ScenarioError, Scenarios    # noqa: E402
 
 # ---------------------------------------------------------------------------
@@ -311,6 +312,58 @@ class ScenarioHooks(SimTestCase):
             self.assertEqual(replies[1:], [this.read()] * 2)
 
 
+class HostileReplies(SimTestCase):
+    """The actions of a hostile server, on the wire; rbz meets them in
+    tests/e2e/cases/hostile_server.json."""
+
+    sim_args = ("--scenario", "SetMode:random=5000", "--scenario", "SetHDDLED:bulk=3000000",
+                "--scenario", "SetCPUFan:nest=1000", "--scenario", "SetNCQ:headers=50:cimstatus=x1",
+                "--scenario", "SetSASMux:longheader=60000", "--scenario", "SetBeeper:bulk=100000:hangup=10",
+                "--scenario", "EnumerateInstances:nest=3:truncate=250")
+
+    SYS = "Quilo_RAIDControllerSystem"
+
+    def test_random_and_bulk_bodies(self):
+        body = self.client.call(self.SYS, "SetMode", [("Mode", "raid")])[2]
+        self.assertEqual(body, sim_hostile.random_bytes(5000).head(5000))
+        self.assertNotEqual(body, sim_hostile.random_bytes(5001).head(5000))
+        body = self.client.call(self.SYS, "SetHDDLED", [("Mode", "off")])[2]
+        self.assertEqual(len(body), 3000000)
+        self.assertTrue(body.startswith(sim_hostile.PROLOG))
+        self.assertEqual(body[len(sim_hostile.PROLOG):].strip(), b"")
+
+    def test_nested_reply_is_well_formed(self):
+        body = self.client.call(self.SYS, "SetCPUFan", [("Mode", "on")])[2]
+        root = ET.fromstring(body)                       # a whole document
+        value = root.find("./MESSAGE/SIMPLERSP/METHODRESPONSE/RETURNVALUE")
+        depth = 0
+        while value is not None:
+            value = value.find("VALUE.ARRAY")
+            depth += value is not None
+        self.assertEqual(depth, 1000)
+        cut = self.client.enum("Quilo_EventLog")[2]     # intrinsic: IRETURNVALUE
+        self.assertEqual(len(cut), 250)
+        self.assertIn(b'<IMETHODRESPONSE NAME="EnumerateInstances">\n<IRETURNVALUE>\n'
+                      b'<VALUE.ARRAY><VALUE.ARRAY><VALUE.ARRAY></VALUE.ARRAY>', cut)
+
+    def test_headers(self):
+        status, headers, _ = self.client.call(self.SYS, "SetNCQ", [("NCQ", "on")])
+        self.assertEqual(status, 200)
+        names = [name for name in headers.keys() if name.startswith("X-Sim-Filler-")]
+        self.assertEqual(len(names), 50)
+        self.assertEqual(list(headers.keys()).index("CIMStatusCode"), list(headers.keys()).index(names[-1]) + 1)
+        self.assertEqual(headers["CIMStatusCode"], "x1")
+        _, headers, _ = self.client.call(self.SYS, "SetSASMux", [("Mode", "auto")])
+        self.assertEqual(len("X-Sim-Long: " + headers["X-Sim-Long"]), 60000)
+
+    def test_hangup_promises_more_than_it_sends(self):
+        with self.assertRaises(http.client.IncompleteRead) as caught:
+            self.client.call(self.SYS, "SetBeeper", [("Enable", "Y")])
+        self.assertEqual(len(caught.exception.partial), 10)
+        self.assertEqual(caught.exception.expected, 100000 - 10)
+        self.client.conn.close()
+
+
 # ---------------------------------------------------------------------------
 # Parts tested without the server
 
@@ -321,6 +374,11 @@ class ScenarioGrammar(unittest.TestCase):
             ("GetClass#1:status=500", "getclass", 1, False, {"status": 500}),
             ("*:error=6", None, None, False, {"error": 6}),
             ("#3+:truncate=10:delay=5", None, 3, True, {"truncate": 10, "delay": 5}),
+            ("GetClass:cimstatus=abc:headers=3", "getclass", None, False,
+             {"cimstatus": "abc", "headers": 3}),
+            (":bulk=200000000:hangup=100", None, None, False, {"bulk": 200000000, "hangup": 100}),
+            (":nest=10:truncate=5:longheader=12", None, None, False,
+             {"nest": 10, "truncate": 5, "longheader": 12}),
         ]
         for text, name, nth, onward, actions in cases:
             with self.subTest(text=text):
@@ -331,7 +389,9 @@ class ScenarioGrammar(unittest.TestCase):
     def test_refused(self):
         for text in ("GetClass", "GetClass:", "x:unknown", ":status=abc", ":status=99",
                      ":error=6:empty", ":desc=x", "#0:empty", ":truncate=1:malformed",
-                     ":empty=1", ":delay=1:delay=2", ":body=/nonexistent/file", "a#b:empty"):
+                     ":empty=1", ":delay=1:delay=2", ":body=/nonexistent/file", "a#b:empty",
+                     ":random=5:bulk=5", ":random=5:malformed", ":nest=x", ":cimstatus=",
+                     ":longheader=11", ":hangup"):
             with self.subTest(text=text):
                 with self.assertRaises(ScenarioError):
                     Scenario(text)

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <iomanip>
 #include <iostream>
 #include <optional>
@@ -297,6 +298,12 @@ const WaitCase kWaitCases[] = {
     {"trailing_garbage", {"-w", "3s"}, 3},
     {"last_wins", {"-w", "5", "-w", "7"}, 7},
     {"absent", {}, 99},
+    // Beyond an int the value is held at the nearer end, never cut to 32 bits.
+    {"beyond_64_bits", {"-w", "99999999999999999999"}, INT_MAX},
+    {"two_to_the_32", {"-w", "4294967296"}, INT_MAX},
+    {"hexadecimal_beyond_int", {"-w", "0x80000000"}, INT_MAX},
+    {"far_below_zero", {"-w", "-99999999999999999999"}, INT_MIN},
+    {"just_below_int", {"-w", "-2147483649"}, INT_MIN},
 };
 
 INSTANTIATE_TEST_SUITE_P(Values, Wait, testing::ValuesIn(kWaitCases),

@@ -3,6 +3,8 @@
 
 #include <sstream>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 #include "controller/reports.h"
 #include "report_support.h"
@@ -154,6 +156,33 @@ TEST(EventInfo, AbsentKeyIsOutOfRange) {
     EXPECT_THROW(DisplayEventInfo(work, *list, out), std::out_of_range);
     // The failed cell leaves no width behind for whatever is printed next.
     EXPECT_EQ(out.width(), 0);
+}
+
+// Rows are formatted in blocks before they reach the stream; a failure in a
+// later row must still deliver everything printed before it, the cells of
+// the failing row included.
+TEST(EventInfo, AbsentKeyInALaterRowKeepsWhatWasPrinted) {
+    const std::string partial = NamedText("Quilo_EventLog", "InstanceID", "2",
+                                          {Str("Time", "2024-01-02 03:04:05"), Str("Type", "Info"),
+                                           Str("Description", "b")});
+    auto list = Named({EventText("1", "a", "d1"), partial});
+    std::string work;
+    std::ostringstream out;
+    EXPECT_THROW(DisplayEventInfo(work, *list, out), std::out_of_range);
+    EXPECT_EQ(out.str(), Dashes() + "Event Log:\n" + Dashes() + EventHeading() + EventRow(1, "a", "d1") +
+                             Pad("2", 9) + Pad("2024-01-02 03:04:05", 33) + Pad("Info", 33) + Pad("b", 33));
+}
+
+// Enough rows to fill the output blocks several times over.
+TEST(EventInfo, ManyRowsComeOutWholeAndInOrder) {
+    std::vector<std::string> texts;
+    std::string rows;
+    for (int i = 1; i <= 1500; ++i) {
+        const std::string description = "Device " + std::to_string(i * 7919 % 1000);
+        texts.push_back(EventText(std::to_string(i), description, std::to_string(i)));
+        rows += EventRow(i, description, std::to_string(i));
+    }
+    EXPECT_EQ(EventReport(texts), Dashes() + "Event Log:\n" + Dashes() + EventHeading() + rows + Dashes());
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <string>
 #include <vector>
 
@@ -109,6 +110,30 @@ TEST(HeaderCb, DumpTracesTheLineWithoutCarriageReturn) {
     const std::string traced = testing::internal::GetCapturedStderr();
     dumpXml = 0;
     EXPECT_EQ(traced, "From server: CIMStatusCode: 3\n");
+}
+
+// The code is also kept as written, so that one that is no number, or too
+// big for an int, is still reported as the server wrote it.
+TEST(HeaderCb, KeepsTheStatusCodeAsWritten) {
+    const struct {
+        std::string line;
+        int code;
+        std::string text;
+    } cases[] = {
+        {"CIMStatusCode: 6\r\n", 6, "6"},
+        {"CIMStatusCode: abc\r\n", 0, "abc"},
+        {"CIMStatusCode: 4294967296\r\n", INT_MAX, "4294967296"},
+        {"CIMStatusCode: -99999999999\r\n", INT_MIN, "-99999999999"},
+        {"CIMStatusCode:   7 \t\r\n", 7, "7"},
+        {"CIMStatusCode:\r\n", 0, ""},
+    };
+    for (const auto& c : cases) {
+        std::string line = c.line;
+        CimErrorData record;
+        CimomCurl::headerCb(line.data(), 1, line.size(), &record);
+        EXPECT_EQ(record.statusCode, c.code) << c.line;
+        EXPECT_EQ(record.statusCodeText, c.text) << c.line;
+    }
 }
 
 TEST(WriteCb, AppendsEveryChunk) {
