@@ -211,6 +211,11 @@ KeyValueXml::KeyValueXml(XmlBuffer& xb) {
     XmlAttr attr(elm.attrs.size());
     open(xb, "KEYVALUE", elm, attr, "Expecting KEYVALUE element", "Bad KEYVALUE attributes");
     valueType = std::move(attr.attr[0]);
+    std::string_view text;
+    if (!attr.emptyElement && xb.plainText("KEYVALUE", text)) {
+        value.assign(text);
+        return;
+    }
     xmlsteps::contentTo(xb, attr, value);
     close(xb, "KEYVALUE", attr, "Expecting </KEYVALUE> tag");
 }

@@ -17,6 +17,18 @@ namespace xmlsteps {
 inline void open(XmlBuffer& xb, const char* tag, const XmlElement& elm, XmlAttr& attr,
                  const char* expecting, const char* badAttributes) {
     if (DBGX) std::fprintf(stderr, "--- %s\n", tag);
+    // Servers write most start tags with the table's first attribute only,
+    // or with none: those are read in one pass.
+    const size_t count = elm.attrs.empty() ? 0 : 1;
+    const std::string_view first = count ? std::string_view(elm.attrs[0]) : std::string_view();
+    std::string_view value;
+    bool empty = false;
+    if (attr.attr.size() >= count && xb.plainStartTag(tag, &first, count, &value, empty)) {
+        for (size_t i = 0; i < attr.attr.size(); ++i) attr.attr[i] = {};
+        if (count) attr.attr[0] = value;
+        attr.emptyElement = empty;
+        return;
+    }
     if (!xb.tagEquals(tag)) throw ParseException(expecting);
     if (!xb.attrsOk(elm, attr, tag)) throw ParseException(badAttributes);
 }

@@ -169,4 +169,41 @@ TEST(PlainShapes, RenderLikeTheGeneralSpelling) {
     }
 }
 
+// Start tags with the table's first attribute only (INSTANCENAME,
+// KEYBINDING, KEYVALUE, INSTANCE) or none, and key values as plain text.
+TEST(PlainShapes, InstanceNamesReadAsTheGeneralStepsReadThem) {
+    const Pair names[] = {
+        {"<INSTANCENAME CLASSNAME=\"Quilo_EventLog\"><KEYBINDING NAME=\"Name\">"
+         "<KEYVALUE VALUETYPE=\"string\">Event000</KEYVALUE></KEYBINDING>"
+         "<KEYBINDING NAME=\"Slot\"><KEYVALUE VALUETYPE=\"numeric\">8</KEYVALUE></KEYBINDING></INSTANCENAME>;",
+         "<INSTANCENAME classname='Quilo_EventLog' ><KEYBINDING NAME = \"Name\">"
+         "<KEYVALUE VALUETYPE=\"string\" >Event000</KEYVALUE ></KEYBINDING>"
+         "<KEYBINDING Name=\"Slot\"><KEYVALUE valuetype=\"numeric\">8</KEYVALUE></KEYBINDING></INSTANCENAME>;"},
+        {"<INSTANCENAME CLASSNAME=\"C\"/>;", "<INSTANCENAME CLASSNAME=\"C\" />;"},
+        {"<INSTANCENAME CLASSNAME=\"C\"><KEYBINDING NAME=\"K\"><KEYVALUE VALUETYPE=\"string\">a&amp;b</KEYVALUE>"
+         "</KEYBINDING></INSTANCENAME>;",
+         "<INSTANCENAME CLASSNAME=\"C\"><KEYBINDING NAME=\"K\"><KEYVALUE VALUETYPE=\"string\" >a&amp;b"
+         "</KEYVALUE></KEYBINDING ></INSTANCENAME>;"},
+    };
+    for (size_t i = 0; i < sizeof names / sizeof names[0]; ++i) {
+        XmlBuffer a(names[i].plain), b(names[i].general);
+        const InstanceNameXml x(a), y(b);
+        std::string textX, textY;
+        x.toStringBuffer(textX, "");
+        y.toStringBuffer(textY, "");
+        EXPECT_EQ(std::string(a.cur()), ";") << names[i].plain;
+        EXPECT_EQ(std::string(b.cur()), ";") << names[i].general;
+        EXPECT_EQ(textX, textY) << names[i].plain;
+        ASSERT_EQ(x.keys.size(), y.keys.size());
+    }
+    XmlBuffer xb(names[0].plain);
+    const InstanceNameXml name(xb);
+    EXPECT_EQ(name.className, "Quilo_EventLog");
+    ASSERT_EQ(name.keys.size(), 2u);
+    EXPECT_EQ(name.keys[0].name, "Name");
+    EXPECT_EQ(name.keys[0].keyValue.valueType, "string");
+    EXPECT_EQ(name.keys[0].keyValue.value, "Event000");
+    EXPECT_EQ(name.keys[1].keyValue.value, "8");
+}
+
 }  // namespace
