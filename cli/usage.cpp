@@ -106,8 +106,8 @@ constexpr const char* kVsfLines[] = {
     "\tvol/num: the number of volume set, which is greater than 1",
     "\tstrp: volume stripe size(4|8|16|32|64|128|256|512|1024 KBytes)",
     "\tcache: cache(0(write through)|1(write back))",
-    "\tfg: volume initialization mode\"(0(background initialization)|1(foreground "
-    "initialization))",
+    ("\tfg: volume initialization mode\"(0(background initialization)|1(foreground "
+     "initialization))"),
     "\tgtt: greater two TB volume support(0(64BIT)|1(WIN))",
     "\tll: volume RAID level(0|1|3|5|6)",
     "\ttag: tagged command queuing(0(disable)|1(enable))",

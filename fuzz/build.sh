@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # Builds every fuzz target fuzz/fuzz_*.cpp with clang, libFuzzer, ASan and
-# UBSan into build-fuzz/ (or $RBZ_FUZZ_BUILD). Each target links only the
-# layers it needs; a target missing from the table links xml and cim.
+# UBSan into build-fuzz/ (or $RBZ_FUZZ_BUILD). Each layer a target needs is
+# compiled once into an archive; a target links those archives (so only the
+# objects it uses) and the libraries of their layers. A target missing from
+# the table links xml and cim.
 #   fuzz/build.sh            all targets
 #   fuzz/build.sh cimxml     only fuzz_cimxml
 set -euo pipefail
@@ -11,25 +13,24 @@ out=${RBZ_FUZZ_BUILD:-$src/build-fuzz}
 cxx=${CXX_FUZZ:-clang++}
 jobs=${JOBS:-2}
 
-declare -A layers=(
-    [cimxml]="xml"
-    [url]="xml cim"
-    [avps]="xml cim"
-)
-default_layers="xml cim"
+# The layers of each target, and the libraries of each layer.
+source "$src/fuzz/layers.sh"
 
 common=(-std=c++17 -g -O1 -fno-omit-frame-pointer -Wall -Wextra -Werror -I"$src"
         -fsanitize=address,undefined -fno-sanitize-recover=all)
 
 # One object directory per layer, compiled with coverage instrumentation
-# but without libFuzzer's main. Objects are rebuilt when their source or any
-# header they include changed (dependency files from -MMD).
+# but without libFuzzer's main (cli/main.cpp, the program's own, is left
+# out). Objects are rebuilt when their source or any header they include
+# changed (dependency files from -MMD); the layer's archive
+# build-fuzz/obj/<layer>.a is remade when one of its objects is newer.
 compile_layer() {
     local layer=$1 dir=$out/obj/$layer
     mkdir -p "$dir"
     local todo=() cpp
     for cpp in "$src/$layer"/*.cpp; do
         [ -e "$cpp" ] || continue
+        [ "$layer/$(basename "$cpp")" = cli/main.cpp ] && continue
         local obj=$dir/$(basename "${cpp%.cpp}").o
         if needs_build "$cpp" "$obj"; then todo+=("$cpp"); fi
     done
@@ -39,6 +40,21 @@ compile_layer() {
             'f=${@: -1}; set -- "${@:1:$#-1}"; o=$1/$(basename "${f%.cpp}").o; shift
              echo "compiling $f"; exec "$@" -c "$f" -o "$o" -MMD' \
             _ "$dir" "$cxx" "${common[@]}" -fsanitize=fuzzer-no-link
+    fi
+    local archive=$out/obj/$layer.a obj stale=
+    [ -f "$archive" ] || stale=1
+    for obj in "$dir"/*.o; do
+        [ -e "$obj" ] || continue
+        if [ ! -e "$src/$layer/$(basename "${obj%.o}").cpp" ] || [ "$layer/$(basename "$obj")" = cli/main.o ]; then
+            rm -f "$obj" "${obj%.o}.d"   # its source is gone, or it is not linked
+            stale=1
+        elif [ "$obj" -nt "$archive" ]; then
+            stale=1
+        fi
+    done
+    if [ -n "$stale" ]; then
+        rm -f "$archive"
+        ar rcs "$archive" "$dir"/*.o
     fi
 }
 
@@ -79,15 +95,18 @@ for cpp in "${targets[@]}"; do
     [ -e "$cpp" ] || { echo "no fuzz target $cpp" >&2; exit 1; }
     name=$(basename "${cpp%.cpp}")
     target=${name#fuzz_}
-    objs=()
+    archives=()
+    libs=()
     for layer in ${layers[$target]:-$default_layers}; do
         compile_layer "$layer"
-        objs+=("$out/obj/$layer"/*.o)
+        archives+=("$out/obj/$layer.a")
+        libs+=(${layer_libs[$layer]:-})
     done
-    if ! needs_link "$out/$name" "$cpp" "${objs[@]}"; then
+    if ! needs_link "$out/$name" "$cpp" "${archives[@]}"; then
         echo "$out/$name is up to date"
         continue
     fi
     echo "linking $out/$name (layers: ${layers[$target]:-$default_layers})"
-    "$cxx" "${common[@]}" -fsanitize=fuzzer "$cpp" "${objs[@]}" -o "$out/$name" -MMD -MF "$out/$name.d"
+    "$cxx" "${common[@]}" -fsanitize=fuzzer "$cpp" -Wl,--start-group "${archives[@]}" -Wl,--end-group \
+        "${libs[@]}" -o "$out/$name" -MMD -MF "$out/$name.d"
 done

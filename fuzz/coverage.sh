@@ -15,16 +15,19 @@ src=$(cd "$(dirname "$0")/.." && pwd)
 out=${RBZ_FUZZ_BUILD:-$src/build-fuzz}/cov
 mkdir -p "$out"
 
-case $target in
-    cimxml) layers="xml" ;;
-    *) layers="xml cim" ;;
-esac
+source "$src/fuzz/layers.sh"
 sources=()
-for layer in $layers; do sources+=("$src/$layer"/*.cpp); done
+libs=()
+for layer in ${layers[$target]:-$default_layers}; do
+    for cpp in "$src/$layer"/*.cpp; do
+        [ "$layer/$(basename "$cpp")" = cli/main.cpp ] || sources+=("$cpp")
+    done
+    libs+=(${layer_libs[$layer]:-})
+done
 
 bin=$out/fuzz_$target
 clang++ -std=c++17 -O1 -g -I"$src" -fprofile-instr-generate -fcoverage-mapping -fsanitize=fuzzer \
-    "$src/fuzz/fuzz_$target.cpp" "${sources[@]}" -o "$bin"
+    "$src/fuzz/fuzz_$target.cpp" "${sources[@]}" "${libs[@]}" -o "$bin"
 
 dirs=("$src/fuzz/corpus/$target")
 [ -d "$out/../work/$target" ] && dirs+=("$out/../work/$target")
