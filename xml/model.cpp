@@ -616,14 +616,18 @@ LineParts partsOf(const PropertyXml& p) {
 
 
 
+// Room for the line up to its "=": "-", "[]", "&", "#", "=" and a line end.
+size_t headRoom(const PropertyXml& p, std::string_view q) { return p.name.size() + q.size() + 7; }
+
 // Room for the whole line of `p`, or notPlain.
 size_t lineRoom(const PropertyXml& p, const LineParts& parts, std::string_view q) {
     const size_t value = parts.value ? valueRoom(*parts.value, parts.quote) : 0;
     if (value == notPlain) return notPlain;
-    return p.name.size() + q.size() + 7 + value;   // "-", "[]", "&", "#", "=", "\n"
+    return headRoom(p, q) + value;
 }
 
-void writeLine(TextWriter& out, const PropertyXml& p, const LineParts& parts, std::string_view q) {
+// The line up to its "=".
+void writeHead(TextWriter& out, const PropertyXml& p, std::string_view q) {
     if (useNl) out.put('-');
     out.put(p.name);
     out.put(q);
@@ -633,6 +637,10 @@ void writeLine(TextWriter& out, const PropertyXml& p, const LineParts& parts, st
         if (p.key) out.put('#');
     }
     out.put('=');
+}
+
+void writeLine(TextWriter& out, const PropertyXml& p, const LineParts& parts, std::string_view q) {
+    writeHead(out, p, q);
     if (parts.value) writeValue(out, *parts.value, parts.quote);
     if (useNl) out.put('\n');
 }
@@ -649,15 +657,12 @@ void PropertyXml::toStringBuffer(std::string& buf, const char* q) const {
         writeLine(out, *this, parts, nameQuote);
         return;
     }
-    if (useNl) buf += "-";
-    buf += name;
-    buf += q;
-    if (addType) {
-        if (kind == Array) buf += "[]";
-        if (kind == Reference) buf += "&";
-        if (key) buf += "#";
+    // A reference value renders itself after the head.
+    {
+        TextWriter out(buf);
+        out.reserve(headRoom(*this, nameQuote));
+        writeHead(out, *this, nameQuote);
     }
-    buf += "=";
     if (parts.value) parts.value->toStringBuffer(buf, parts.quote.data());
     if (useNl) buf += "\n";
 }

@@ -211,15 +211,6 @@ public:
     }
     RareText(RareText&&) noexcept = default;
     RareText& operator=(RareText&&) noexcept = default;
-    RareText& operator=(std::string value) {
-        if (value.empty())
-            text.reset();
-        else if (text)
-            *text = std::move(value);
-        else
-            text = std::make_unique<std::string>(std::move(value));
-        return *this;
-    }
     RareText& operator=(std::string_view value) {
         if (value.empty())
             text.reset();
@@ -229,7 +220,6 @@ public:
             text = std::make_unique<std::string>(value);
         return *this;
     }
-    RareText& operator=(const char* value) { return *this = std::string_view(value); }
 
     const std::string& str() const {
         static const std::string none;
