@@ -233,6 +233,20 @@ std::unique_ptr<NamedInstancesXml> Cimom::enumInstances(URL& url, const char* pr
         TypeNamedInstances, TypeNamedInstance);
 }
 
+bool Cimom::enumInstances(URL& url, const char* propertyList, bool deepInheritance, bool includeQualifiers,
+                          bool includeClassOrigin, bool localOnly, NamedInstanceSink& sink) {
+    std::string body =
+        enumInstances2str(&url, propertyList, deepInheritance, includeQualifiers, includeClassOrigin, localOnly);
+    if (body.empty()) return false;
+    CimXml cim(std::move(body), 0, &sink);
+    std::unique_ptr<RetValXml> result = cim.takeReturnData();
+    if (result->type == TypeNamedInstance)
+        sink.take(static_cast<NamedInstanceXml&>(*result));
+    else if (result->type != TypeNamedInstances)
+        unexpectedResponse();
+    return true;
+}
+
 std::unique_ptr<InstanceXml> Cimom::getInstance(URL& url, const char* propertyList, bool includeQualifiers,
                                                 bool includeClassOrigin, bool localOnly) {
     genRequest(url, "GetInstance", false, false);

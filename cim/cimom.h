@@ -36,6 +36,10 @@ public:
     std::unique_ptr<NamedInstancesXml> enumInstances(URL& url, const char* propertyList, bool deepInheritance,
                                                      bool includeQualifiers, bool includeClassOrigin,
                                                      bool localOnly);
+    // The same request, with every instance handed to `sink` as it is read
+    // (a single one too). False when the server sent nothing back.
+    bool enumInstances(URL& url, const char* propertyList, bool deepInheritance, bool includeQualifiers,
+                       bool includeClassOrigin, bool localOnly, NamedInstanceSink& sink);
     std::string enumInstances2str(URL* url, const char* propertyList, bool deepInheritance,
                                   bool includeQualifiers, bool includeClassOrigin, bool localOnly);
     std::unique_ptr<InstanceXml> getInstance(URL& url, const char* propertyList, bool includeQualifiers,

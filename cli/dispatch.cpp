@@ -22,25 +22,24 @@ constexpr std::string_view kClassPrefix = "Quilo_";
 constexpr std::string_view kControlClass = "Quilo_RAIDControllerSystem";
 constexpr size_t kReplacedLength = 120;
 
-using ListReport = void (*)(std::string&, NamedInstancesXml&, std::ostream&);
 using ItemReport = void (*)(URL&, std::string&, InstanceXml&, std::ostream&);
 
 // The queries: an enumeration with a table report, or one instance with an
 // inquiry report. Every other option takes the method path.
 struct Query {
     subcmd option;
-    ListReport list;    // enumInstances
+    const ListLayout* list;   // enumInstances
     ItemReport item;    // getInstance
     bool noneIfEmpty;   // print "None" when nothing came back
 };
 constexpr Query kQueries[] = {
-    {subcmd::rsf_info, DisplayRAIDSetInfo, nullptr, true},
-    {subcmd::vsf_info, DisplayVolumeInfo, nullptr, true},
+    {subcmd::rsf_info, &kRaidSetInfoReport, nullptr, true},
+    {subcmd::vsf_info, &kVolumeInfoReport, nullptr, true},
     {subcmd::vsf_inq, nullptr, DisplayVolumeInquiry, false},
-    {subcmd::disk_info, DisplayDiskInfo, nullptr, true},
+    {subcmd::disk_info, &kDiskInfoReport, nullptr, true},
     {subcmd::disk_inq, nullptr, DisplayDiskInquiry, false},
-    {subcmd::sys_info, DisplaySystemInfo, nullptr, false},
-    {subcmd::event_info, DisplayEventInfo, nullptr, false},
+    {subcmd::sys_info, &kSystemInfoReport, nullptr, false},
+    {subcmd::event_info, &kEventInfoReport, nullptr, false},
 };
 
 const Query* FindQuery(subcmd option) {
@@ -72,9 +71,10 @@ void SetWaitPeriod(Cimom& cimom, const std::string& targetPath) {
 void RunQuery(Cimom& cimom, URL& target, const Query& query) {
     std::string work;
     if (query.list) {
-        std::unique_ptr<NamedInstancesXml> result = cimom.enumInstances(target, nullptr, true, false, true, false);
-        if (result)
-            query.list(work, *result, std::cout);
+        // The report takes the instances as the reply is read.
+        ListReport report(*query.list, work, std::cout);
+        if (cimom.enumInstances(target, nullptr, true, false, true, false, report))
+            report.print();
         else if (query.noneIfEmpty)
             std::cout << "None" << '\n';
     } else {

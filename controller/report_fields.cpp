@@ -198,16 +198,14 @@ void ResetStream(std::ostream& os) {
     os.fill(' ');
 }
 
-BatchedOutput::Block::Block(std::ostream& target) : target(target) {
+HeldOutput::Blocks::Blocks() { setp(bytes, bytes + sizeof bytes); }
+
+void HeldOutput::Blocks::drain() {
+    text.append(pbase(), pptr() - pbase());
     setp(bytes, bytes + sizeof bytes);
 }
 
-void BatchedOutput::Block::drain() {
-    if (pptr() != pbase()) target.write(pbase(), pptr() - pbase());
-    setp(bytes, bytes + sizeof bytes);
-}
-
-BatchedOutput::Block::int_type BatchedOutput::Block::overflow(int_type c) {
+HeldOutput::Blocks::int_type HeldOutput::Blocks::overflow(int_type c) {
     drain();
     if (traits_type::eq_int_type(c, traits_type::eof())) return traits_type::not_eof(c);
     *pptr() = traits_type::to_char_type(c);
@@ -215,17 +213,17 @@ BatchedOutput::Block::int_type BatchedOutput::Block::overflow(int_type c) {
     return c;
 }
 
-int BatchedOutput::Block::sync() {
+int HeldOutput::Blocks::sync() {
     drain();
     return 0;
 }
 
-BatchedOutput::BatchedOutput(std::ostream& target) : target(target), block(target), out(&block) {
-    out.copyfmt(target);
-}
+HeldOutput::HeldOutput(std::ostream& target) : out(&blocks) { out.copyfmt(target); }
 
-BatchedOutput::~BatchedOutput() {
-    block.drain();
+void HeldOutput::writeTo(std::ostream& target) {
+    blocks.drain();
+    target.write(blocks.text.data(), static_cast<std::streamsize>(blocks.text.size()));
+    std::string().swap(blocks.text);
     target.flags(out.flags());
     target.precision(out.precision());
     target.fill(out.fill());

@@ -99,38 +99,40 @@ void PrintHeading(std::ostream& os, const Column (&columns)[N]) {
 // six significant digits.
 void ResetStream(std::ostream& os);
 
-// A stream that hands what is written to `target` in blocks. Standard output
-// is kept in step with C stdio, so every insertion into std::cout, and every
-// blank that pads a field, is a call into stdio of its own; a table of many
-// rows is formatted here instead. When the object goes (an exception
-// included) the rest reaches `target`, and `target` takes over the format
-// state (flags, precision, fill, width) the stream ended in.
-class BatchedOutput {
+// A stream whose text is kept, in blocks, until writeTo() hands all of it to
+// its target at once. A report written while its reply is still being read
+// stays unseen until that reply has been read to its end. Standard output is
+// also kept in step with C stdio, so every insertion into std::cout, and every
+// blank that pads a field, would be a call into stdio of its own; the rows of
+// a table are formatted here instead. The stream starts from the target's
+// format state, and the target takes over the state it ended in (flags,
+// precision, fill, width).
+class HeldOutput {
 public:
-    explicit BatchedOutput(std::ostream& target);
-    ~BatchedOutput();
-    BatchedOutput(const BatchedOutput&) = delete;
-    BatchedOutput& operator=(const BatchedOutput&) = delete;
+    explicit HeldOutput(std::ostream& target);
+    HeldOutput(const HeldOutput&) = delete;
+    HeldOutput& operator=(const HeldOutput&) = delete;
 
     std::ostream& stream() { return out; }
+    // Writes what was kept so far and forgets it.
+    void writeTo(std::ostream& target);
 
 private:
-    class Block : public std::streambuf {
+    class Blocks : public std::streambuf {
     public:
-        explicit Block(std::ostream& target);
+        Blocks();
         void drain();
+        std::string text;
 
     protected:
         int_type overflow(int_type c) override;
         int sync() override;
 
     private:
-        std::ostream& target;
         char bytes[32 * 1024];
     };
 
-    std::ostream& target;
-    Block block;
+    Blocks blocks;
     std::ostream out;
 };
 

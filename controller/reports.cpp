@@ -195,51 +195,92 @@ void PrintTitle(std::ostream& os, std::string_view title) {
     os << dashline << '\n' << title << '\n' << dashline << '\n';
 }
 
-// A table report: title, heading, one row per instance, closing separator.
-// The rows go out in blocks, not field by field.
-template <size_t C, size_t F>
-void PrintTable(std::ostream& target, std::string& work, NamedInstancesXml& instances, std::string_view title,
-                const Column (&columns)[C], const Field (&row)[F]) {
-    BatchedOutput batched(target);
-    std::ostream& os = batched.stream();
+}  // namespace
+
+// Sys info has no columns: the vendor's lines come before its title, and
+// each instance is a block of labelled lines.
+struct ListLayout {
+    std::string_view title;
+    const Column* columns;
+    size_t columnCount;
+    const Field* fields;
+    size_t fieldCount;
+};
+
+const ListLayout kSystemInfoReport = {"RAID Controller Information:", nullptr, 0, kSystemFields,
+                                      std::size(kSystemFields)};
+const ListLayout kEventInfoReport = {"Event Log:", kEventColumns, std::size(kEventColumns), kEventRow,
+                                     std::size(kEventRow)};
+const ListLayout kDiskInfoReport = {"Disk(s) Information:", kDiskColumns, std::size(kDiskColumns), kDiskRow,
+                                    std::size(kDiskRow)};
+const ListLayout kVolumeInfoReport = {"Volume Set(s) Information:", kVolumeColumns, std::size(kVolumeColumns),
+                                      kVolumeRow, std::size(kVolumeRow)};
+const ListLayout kRaidSetInfoReport = {"RAID Set(s) Information:", kRaidSetColumns, std::size(kRaidSetColumns),
+                                       kRaidSetRow, std::size(kRaidSetRow)};
+
+ListReport::ListReport(const ListLayout& layout, std::string& work, std::ostream& target)
+    : layout(layout), work(work), target(target), held(target) {
+    std::ostream& os = held.stream();
     ResetStream(os);
-    PrintTitle(os, title);
-    PrintHeading(os, columns);
-    for (size_t i = 0; i < instances.items.size(); ++i) {
-        RenderNamedInstance(work, instances.items[i]);
-        if (PrintFields(os, work, row, i)) os << '\n';
+    if (layout.columns) {
+        PrintTitle(os, layout.title);
+        PrintHeading(os, layout.columns, layout.columnCount);
+    } else {
+        os << dashline << '\n';
+        for (std::string_view line : kVendor) os << line << '\n';
+        PrintTitle(os, layout.title);
     }
-    os << dashline << '\n';
+}
+
+void ListReport::take(NamedInstanceXml& item) {
+    if (failure) return;
+    try {
+        std::ostream& os = held.stream();
+        RenderNamedInstance(work, item);
+        if (!layout.columns)
+            PrintFields(os, work, layout.fields, layout.fieldCount, 0);
+        else if (PrintFields(os, work, layout.fields, layout.fieldCount, records))
+            os << '\n';
+        ++records;
+    } catch (...) {
+        failure = std::current_exception();
+    }
+}
+
+void ListReport::print() {
+    if (!failure) held.stream() << dashline << '\n';
+    held.writeTo(target);
+    if (failure) std::rethrow_exception(failure);
+}
+
+namespace {
+
+void PrintList(const ListLayout& layout, std::string& work, NamedInstancesXml& instances, std::ostream& os) {
+    ListReport report(layout, work, os);
+    for (NamedInstanceXml& item : instances.items) report.take(item);
+    report.print();
 }
 
 }  // namespace
 
 void DisplaySystemInfo(std::string& work, NamedInstancesXml& instances, std::ostream& os) {
-    ResetStream(os);
-    os << dashline << '\n';
-    for (std::string_view line : kVendor) os << line << '\n';
-    PrintTitle(os, "RAID Controller Information:");
-    for (NamedInstanceXml& item : instances.items) {
-        RenderNamedInstance(work, item);
-        PrintFields(os, work, kSystemFields);
-    }
-    os << dashline << '\n';
+    PrintList(kSystemInfoReport, work, instances, os);
 }
 
 void DisplayEventInfo(std::string& work, NamedInstancesXml& instances, std::ostream& os) {
-    PrintTable(os, work, instances, "Event Log:", kEventColumns, kEventRow);
+    PrintList(kEventInfoReport, work, instances, os);
 }
 
 void DisplayDiskInfo(std::string& work, NamedInstancesXml& instances, std::ostream& os) {
-    PrintTable(os, work, instances, "Disk(s) Information:", kDiskColumns, kDiskRow);
+    PrintList(kDiskInfoReport, work, instances, os);
 }
 
 void DisplayVolumeInfo(std::string& work, NamedInstancesXml& instances, std::ostream& os) {
-    PrintTable(os, work, instances, "Volume Set(s) Information:", kVolumeColumns, kVolumeRow);
+    PrintList(kVolumeInfoReport, work, instances, os);
 }
 
 void DisplayRAIDSetInfo(std::string& work, NamedInstancesXml& instances, std::ostream& os) {
-    PrintTable(os, work, instances, "RAID Set(s) Information:", kRaidSetColumns, kRaidSetRow);
+    PrintList(kRaidSetInfoReport, work, instances, os);
 }
 
 // No closing separator line after an inquiry.

@@ -4,12 +4,44 @@
 // buffer. A key the rendering lacks throws std::out_of_range.
 #pragma once
 
+#include <exception>
 #include <iostream>
 #include <string>
+
+#include "controller/report_fields.h"
+#include "xml/envelope.h"
 
 class InstanceXml;
 class NamedInstancesXml;
 class URL;
+
+// What a list report writes: its title and heading, a record per instance,
+// its closing line.
+struct ListLayout;
+extern const ListLayout kSystemInfoReport, kEventInfoReport, kDiskInfoReport, kVolumeInfoReport,
+    kRaidSetInfoReport;
+
+// A list report fed one instance at a time, so it can take an enumeration's
+// instances while the reply is read (a NamedInstanceSink) and none has to be
+// kept. What it writes is held until print(). A failure to report an
+// instance is held as well, and thrown by print() after the records before
+// it: a reply that turns out to be broken further on shows its own error,
+// and nothing of the report, as when the reply is read first.
+class ListReport final : public NamedInstanceSink {
+public:
+    ListReport(const ListLayout& layout, std::string& work, std::ostream& target = std::cout);
+    void take(NamedInstanceXml& item) override;
+    // Writes the report to the target.
+    void print();
+
+private:
+    const ListLayout& layout;
+    std::string& work;
+    std::ostream& target;
+    HeldOutput held;
+    size_t records = 0;
+    std::exception_ptr failure;
+};
 
 // sys info, event info
 void DisplaySystemInfo(std::string& work, NamedInstancesXml& instances, std::ostream& os = std::cout);

@@ -82,22 +82,35 @@ T readOne(XmlBuffer& xb) {
 
 InstanceNameXml readObjectPath(XmlBuffer& xb) { return InstanceNameXml(xb, true); }
 
-// The first result, and when more of the same element follow, a list of all.
+// The first result, and when more of the same element follow, a list of all
+// (of named instances, handed to the sink instead when there is one).
 template <class One, class List, One (*read)(XmlBuffer&)>
-std::unique_ptr<RetValXml> readResults(XmlBuffer& xb, const char* tag) {
+std::unique_ptr<RetValXml> readResults(XmlBuffer& xb, const char* tag, NamedInstanceSink* sink) {
     One first = read(xb);
     if (!XmlBuffer::nextEquals(xb.nextTag(), tag)) return std::make_unique<One>(std::move(first));
     auto list = std::make_unique<List>();
+    if constexpr (std::is_same_v<One, NamedInstanceXml>) {
+        if (sink) {
+            sink->take(first);
+            while (XmlBuffer::nextEquals(xb.nextTag(), tag)) {
+                One item = read(xb);
+                sink->take(item);
+            }
+            return list;
+        }
+    }
     list->items.add(std::move(first));
     while (XmlBuffer::nextEquals(xb.nextTag(), tag)) list->items.add(read(xb));
     return list;
 }
 
-std::unique_ptr<RetValXml> readValue(XmlBuffer& xb, const char*) { return std::make_unique<ValueXml>(xb); }
+std::unique_ptr<RetValXml> readValue(XmlBuffer& xb, const char*, NamedInstanceSink*) {
+    return std::make_unique<ValueXml>(xb);
+}
 
 struct ResultForm {
     const char* tag;
-    std::unique_ptr<RetValXml> (*read)(XmlBuffer&, const char* tag);
+    std::unique_ptr<RetValXml> (*read)(XmlBuffer&, const char* tag, NamedInstanceSink* sink);
 };
 
 // Tried in this order; the look-ahead for VALUE also takes VALUE.ARRAY and
@@ -126,7 +139,8 @@ constexpr ReturnValueTag returnValueTag = {"RETURNVALUE", "Expecting RETURNVALUE
                                            "Bad RETURNVALUE attributes", "Expecting </RETURNVALUE> tag"};
 
 // IRETURNVALUE and RETURNVALUE: the first child decides the kind of result.
-std::unique_ptr<RetValXml> readReturnValue(XmlBuffer& xb, const XmlElement& elm, const ReturnValueTag& t) {
+std::unique_ptr<RetValXml> readReturnValue(XmlBuffer& xb, const XmlElement& elm, const ReturnValueTag& t,
+                                           NamedInstanceSink* sink) {
     XmlAttr attr(elm.attrs.size());
     open(xb, t.tag, elm, attr, t.expecting, t.badAttributes);
     std::unique_ptr<RetValXml> result;
@@ -140,7 +154,7 @@ std::unique_ptr<RetValXml> readReturnValue(XmlBuffer& xb, const XmlElement& elm,
             }
         if (!form)
             throw ParseException("Expecting INSTANCE, CLASS or ... element");
-        result = form->read(xb, form->tag);
+        result = form->read(xb, form->tag, sink);
         close(xb, t.tag, attr, t.endTag);
     }
     return result;
@@ -150,22 +164,23 @@ std::unique_ptr<RetValXml> readReturnValue(XmlBuffer& xb, const XmlElement& elm,
 
 const XmlElement IReturnvalueXml::elm(0);
 
-IReturnvalueXml::IReturnvalueXml(XmlBuffer& xb) : result(readReturnValue(xb, elm, iReturnValueTag)) {}
+IReturnvalueXml::IReturnvalueXml(XmlBuffer& xb, NamedInstanceSink* sink)
+    : result(readReturnValue(xb, elm, iReturnValueTag, sink)) {}
 
 const XmlElement ReturnvalueXml::elm{"PARAMTYPE", "EmbeddedObject"};
 
-ReturnvalueXml::ReturnvalueXml(XmlBuffer& xb) : result(readReturnValue(xb, elm, returnValueTag)) {}
+ReturnvalueXml::ReturnvalueXml(XmlBuffer& xb) : result(readReturnValue(xb, elm, returnValueTag, nullptr)) {}
 
 // ---------------------------------------------------------------- responses
 
 const XmlElement IMethodresponseXml::elm{"NAME"};
 
-IMethodresponseXml::IMethodresponseXml(XmlBuffer& xb, int) {
+IMethodresponseXml::IMethodresponseXml(XmlBuffer& xb, int, NamedInstanceSink* sink) {
     XmlAttr attr(elm.attrs.size());
     open(xb, "IMETHODRESPONSE", elm, attr, "Expecting IMETHODRESPONSE element", "Bad IMETHODRESPONSE attributes");
     name = std::move(attr.attr[0]);
     if (childIs(xb, attr, "IRETURNVALUE")) {
-        returnValue = std::make_unique<IReturnvalueXml>(xb);
+        returnValue = std::make_unique<IReturnvalueXml>(xb, sink);
         if (!returnValue->result) throw NoReturnValue();
         close(xb, "IMETHODRESPONSE", attr, "Expecting </IMETHODRESPONSE> tag(2)");
     } else if (childIs(xb, attr, "ERROR")) {
@@ -244,12 +259,12 @@ RetValXml* MethodresponseXml::getReturnData() {
 
 const XmlElement SimplerspXml::elm(0);
 
-SimplerspXml::SimplerspXml(XmlBuffer& xb, int flag) {
+SimplerspXml::SimplerspXml(XmlBuffer& xb, int flag, NamedInstanceSink* sink) {
     const int responseFlag = openwbem ? 0 : flag;
     XmlAttr attr(elm.attrs.size());
     open(xb, "SIMPLERSP", elm, attr, "Expecting SIMPLERSP element", "Bad SIMPLERSP attributes");
     if (childIs(xb, attr, "IMETHODRESPONSE"))
-        response = std::make_unique<IMethodresponseXml>(xb, responseFlag);
+        response = std::make_unique<IMethodresponseXml>(xb, responseFlag, sink);
     else if (childIs(xb, attr, "METHODRESPONSE"))
         response = std::make_unique<MethodresponseXml>(xb, responseFlag);
     else
@@ -265,19 +280,20 @@ RetValXml* SimplerspXml::getReturnData() {
 
 const XmlElement MessageXml::elm{"ID", "PROTOCOLVERSION"};
 
-MessageXml::MessageXml(XmlBuffer& xb, int flag) {
+MessageXml::MessageXml(XmlBuffer& xb, int flag, NamedInstanceSink* sink) {
     XmlAttr attr(elm.attrs.size());
     open(xb, "MESSAGE", elm, attr, "Expecting MESSAGE element", "Bad MESSAGE attributes");
     id = std::move(attr.attr[0]);
     protocolVersion = std::move(attr.attr[1]);
     if (!childIs(xb, attr, "SIMPLERSP")) throw ParseException("Expecting SIMPLERSP element");
-    simplersp = std::make_unique<SimplerspXml>(xb, flag);
+    simplersp = std::make_unique<SimplerspXml>(xb, flag, sink);
     close(xb, "MESSAGE", attr, "Expecting </MESSAGE> tag");
 }
 
 const XmlElement CimXml::elm{"CIMVERSION", "DTDVERSION"};
 
-CimXml::CimXml(std::string body, int flag) : buffer(std::make_unique<XmlBuffer>(std::move(body))) {
+CimXml::CimXml(std::string body, int flag, NamedInstanceSink* sink)
+    : buffer(std::make_unique<XmlBuffer>(std::move(body))) {
     XmlBuffer& xb = *buffer;
     if (!xb.xmlHdr()) throw ParseException("Expecting ?xml element");
     XmlAttr attr(elm.attrs.size());
@@ -285,7 +301,7 @@ CimXml::CimXml(std::string body, int flag) : buffer(std::make_unique<XmlBuffer>(
     cimVersion = std::move(attr.attr[0]);
     dtdVersion = std::move(attr.attr[1]);
     if (!childIs(xb, attr, "MESSAGE")) throw ParseException("Expecting MESSAGE element");
-    message = std::make_unique<MessageXml>(xb, flag);
+    message = std::make_unique<MessageXml>(xb, flag, sink);
     close(xb, "CIM", attr, "Expecting </CIM> tag");
 }
 

@@ -21,6 +21,18 @@ public:
     std::string code;
 };
 
+// Takes the instances of an enumeration one at a time, as they are read, so
+// that a long list is never held whole: the reply is still read and checked to
+// its end, and its list result comes back empty. A single instance is not
+// handed over; it stays the result, as without a sink.
+class NamedInstanceSink {
+public:
+    virtual void take(NamedInstanceXml& item) = 0;
+
+protected:
+    ~NamedInstanceSink() = default;
+};
+
 class ResponseXml {
 public:
     virtual ~ResponseXml() = default;
@@ -30,7 +42,7 @@ public:
 
 class IReturnvalueXml {
 public:
-    explicit IReturnvalueXml(XmlBuffer& xb);
+    explicit IReturnvalueXml(XmlBuffer& xb, NamedInstanceSink* sink = nullptr);
     static const XmlElement elm;
     std::unique_ptr<RetValXml> result;   // null for an empty return value
 };
@@ -45,7 +57,7 @@ public:
 
 class IMethodresponseXml : public ResponseXml {
 public:
-    IMethodresponseXml(XmlBuffer& xb, int flag);
+    IMethodresponseXml(XmlBuffer& xb, int flag, NamedInstanceSink* sink = nullptr);
     RetValXml* getReturnData() override;
     static const XmlElement elm;
     std::string name;
@@ -70,7 +82,7 @@ public:
 
 class SimplerspXml {
 public:
-    SimplerspXml(XmlBuffer& xb, int flag);
+    SimplerspXml(XmlBuffer& xb, int flag, NamedInstanceSink* sink = nullptr);
     // The response's result; throws EmptyValue when there is none.
     RetValXml* getReturnData();
     static const XmlElement elm;
@@ -79,7 +91,7 @@ public:
 
 class MessageXml {
 public:
-    MessageXml(XmlBuffer& xb, int flag);
+    MessageXml(XmlBuffer& xb, int flag, NamedInstanceSink* sink = nullptr);
     static const XmlElement elm;
     std::string id, protocolVersion;
     std::unique_ptr<SimplerspXml> simplersp;
@@ -87,7 +99,8 @@ public:
 
 class CimXml {
 public:
-    CimXml(std::string body, int flag);
+    // With a sink, the instances of an enumeration go there as they are read.
+    CimXml(std::string body, int flag, NamedInstanceSink* sink = nullptr);
     // The simple response's result, still owned by this tree.
     RetValXml* getReturnData();
     // The same checks, but ownership of the result moves to the caller (for a

@@ -2,6 +2,7 @@
 // its report, or the password check and the method with its status.
 #include <gtest/gtest.h>
 
+#include <exception>
 #include <stdexcept>
 
 #include "cli/dispatch.h"
@@ -289,6 +290,90 @@ TEST(DispatchCommand, ReportFailurePassesThrough) {
     testing::internal::CaptureStdout();
     EXPECT_THROW(DispatchCommand(cimom, cmd, Prompts::Read), std::out_of_range);
     testing::internal::GetCapturedStdout();
+}
+
+std::string EventInstance(const std::string& id, bool withData) {
+    return "<VALUE.NAMEDINSTANCE><INSTANCENAME CLASSNAME=\"Quilo_EventLog\"><KEYBINDING NAME=\"InstanceID\">"
+           "<KEYVALUE VALUETYPE=\"string\">" + id + "</KEYVALUE></KEYBINDING></INSTANCENAME>"
+           "<INSTANCE CLASSNAME=\"Quilo_EventLog\">"
+           "<PROPERTY NAME=\"Time\" TYPE=\"string\"><VALUE>2024-01-02</VALUE></PROPERTY>"
+           "<PROPERTY NAME=\"Type\" TYPE=\"string\"><VALUE>Power On</VALUE></PROPERTY>"
+           "<PROPERTY NAME=\"Description\" TYPE=\"string\"><VALUE>Event " + id + "</VALUE></PROPERTY>" +
+           (withData ? "<PROPERTY NAME=\"Data1\" TYPE=\"string\"><VALUE>d</VALUE></PROPERTY>" : "") +
+           "</INSTANCE></VALUE.NAMEDINSTANCE>\n";
+}
+
+Outcome EventInfo(FakeCimom& cimom, const std::string& reply, std::exception_ptr& failure) {
+    cimom.replies["EnumerateInstances"] = reply;
+    Prompts::Reset("x");
+    CommandLine cmd = Command(pricmd::event, subcmd::event_info, "");
+    Outcome run;
+    run.captured = Capture([&] {
+        try {
+            run.status = DispatchCommand(cimom, cmd, Prompts::Read);
+        } catch (...) {
+            failure = std::current_exception();
+        }
+    });
+    return run;
+}
+
+// The report is written while the reply is read; a row that cannot be
+// reported ends it with the rows before it, once the reply has been read.
+TEST(DispatchCommand, ReportFailureComesAfterTheRowsBeforeIt) {
+    FakeCimom cimom = Server();
+    std::exception_ptr failure;
+    const Outcome run = EventInfo(
+        cimom, fake::EnumReply(EventInstance("1", true) + EventInstance("2", false) + EventInstance("3", true)),
+        failure);
+    ASSERT_TRUE(failure);
+    EXPECT_THROW(std::rethrow_exception(failure), std::out_of_range);
+    EXPECT_NE(run.captured.out.find("Event Log:\n"), std::string::npos) << run.captured.out;
+    EXPECT_NE(run.captured.out.find("Event 1"), std::string::npos) << run.captured.out;
+    EXPECT_NE(run.captured.out.find("Event 2"), std::string::npos) << run.captured.out;
+    EXPECT_EQ(run.captured.out.find("Event 3"), std::string::npos) << run.captured.out;
+}
+
+// A reply that breaks after its first instances shows nothing of the report,
+// whatever those instances held.
+TEST(DispatchCommand, BrokenReplyPrintsNoReport) {
+    const std::string rows = EventInstance("1", true) + EventInstance("2", false) + EventInstance("3", true);
+    const std::string broken[] = {
+        fake::EnumReply(rows + "<VALUE.NAMEDINSTANCE>"),
+        fake::EnumReply(rows).substr(0, fake::EnumReply(rows).size() - 10),
+    };
+    for (const std::string& reply : broken) {
+        FakeCimom cimom = Server();
+        std::exception_ptr failure;
+        const Outcome run = EventInfo(cimom, reply, failure);
+        ASSERT_TRUE(failure);
+        EXPECT_THROW(std::rethrow_exception(failure), ParseException);
+        EXPECT_EQ(run.captured.out, "");
+    }
+}
+
+TEST(DispatchCommand, ListOfOtherObjectsIsAnUnexpectedResponse) {
+    FakeCimom cimom = Server();
+    std::exception_ptr failure;
+    const std::string instance = "<INSTANCE CLASSNAME=\"Quilo_EventLog\"></INSTANCE>";
+    const Outcome run = EventInfo(cimom, fake::EnumReply(instance + instance), failure);
+    ASSERT_TRUE(failure);
+    try {
+        std::rethrow_exception(failure);
+    } catch (const ParseException& e) {
+        EXPECT_EQ(e.getMsg(), "Parse Exception: Unexpected response type");
+    }
+    EXPECT_EQ(run.captured.out, "");
+}
+
+TEST(DispatchCommand, SingleInstanceIsAReportOfOneRow) {
+    FakeCimom cimom = Server();
+    std::exception_ptr failure;
+    const Outcome run = EventInfo(cimom, fake::EnumReply(EventInstance("1", true)), failure);
+    EXPECT_FALSE(failure);
+    EXPECT_EQ(run.status, 0);
+    EXPECT_NE(run.captured.out.find("\n1        2024-01-02"), std::string::npos) << run.captured.out;
+    EXPECT_EQ(run.captured.out.find("\n2 "), std::string::npos) << run.captured.out;
 }
 
 }  // namespace
