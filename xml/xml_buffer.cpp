@@ -178,7 +178,7 @@ bool XmlBuffer::plainStartTag(std::string_view tag, const std::string_view* name
             return false;
         p += 3 + name.size();
         const char* const start = p;
-        while (p < e && *p != '"' && *p) ++p;
+        p = findEither(p, e, '"', '\0');
         if (p == e || *p != '"') return false;
         values[i] = std::string_view(start, static_cast<size_t>(p - start));
         ++p;
@@ -198,12 +198,12 @@ bool XmlBuffer::plainStartTag(std::string_view tag, const std::string_view* name
 
 bool XmlBuffer::plainText(std::string_view tag, std::string_view& text) {
     const char* const e = end();
-    const char* const lt = static_cast<const char*>(std::memchr(cursor, '<', left()));
-    if (!lt || static_cast<size_t>(e - lt) < tag.size() + 3 || lt[1] != '/' ||
+    // A NUL before the '<' leaves the text to the general steps.
+    const char* const lt = findEither(cursor, e, '<', '\0');
+    if (lt == e || *lt != '<' || static_cast<size_t>(e - lt) < tag.size() + 3 || lt[1] != '/' ||
         !sameBytes(lt + 2, tag.data(), tag.size()) || lt[2 + tag.size()] != '>')
         return false;
     const size_t len = static_cast<size_t>(lt - cursor);
-    if (std::memchr(cursor, '\0', len)) return false;
     text = std::string_view(cursor, len);
     cursor = const_cast<char*>(lt) + tag.size() + 3;
     return true;
@@ -297,26 +297,14 @@ constexpr Entity entities[] = {
     {"&apos;", "'", "'"},
 };
 
-// The next `c` at or after `p`, or `e`.
-const char* findOrEnd(const char* p, const char* e, char c) {
-    const void* at = std::memchr(p, c, static_cast<size_t>(e - p));
-    return at ? static_cast<const char*>(at) : e;
-}
-
 }  // namespace
 
 char* unescapeXmlInto(char* out, std::string_view text, int mode) {
     if (text.empty()) return out;   // its data may be null
     const char* p = text.data();
     const char* const e = p + text.size();
-    // The next '&' and '\\', each searched for again only once passed, so
-    // the text is read once whatever it holds.
-    const char* amp = findOrEnd(p, e, '&');
-    const char* bs = findOrEnd(p, e, '\\');
     while (p < e) {
-        if (amp < p) amp = findOrEnd(p, e, '&');
-        if (bs < p) bs = findOrEnd(p, e, '\\');
-        const char* const next = amp < bs ? amp : bs;
+        const char* const next = findEither(p, e, '&', '\\');
         copyBytes(out, p, static_cast<size_t>(next - p));
         out += next - p;
         p = next;

@@ -220,6 +220,34 @@ private:
     static unsigned long skipWSCalls;   // counted on every skipWS(); nothing reads it
 };
 
+// The first byte at or after `p` that is `a` or `b`, or `e`. Eight bytes are
+// looked at a time: the values of the replies are mostly short, where memchr's
+// call and set-up cost more than the search.
+inline const char* findEither(const char* p, const char* e, char a, char b) {
+    constexpr std::uint64_t ones = 0x0101010101010101u;
+    constexpr std::uint64_t highs = 0x8080808080808080u;
+    const std::uint64_t wantA = ones * static_cast<unsigned char>(a);
+    const std::uint64_t wantB = ones * static_cast<unsigned char>(b);
+    for (; e - p >= 8; p += 8) {
+        std::uint64_t word;
+        std::memcpy(&word, p, 8);
+        const std::uint64_t x = word ^ wantA, y = word ^ wantB;
+        // A high bit for every byte of x or y that is zero, and possibly for
+        // bytes after one; the first marked byte is always a match.
+        const std::uint64_t hits = ((x - ones) & ~x & highs) | ((y - ones) & ~y & highs);
+        if (hits) {
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+            return p + __builtin_ctzll(hits) / 8;
+#else
+            break;   // the byte loop below finds it
+#endif
+        }
+    }
+    for (; p < e; ++p)
+        if (*p == a || *p == b) return p;
+    return e;
+}
+
 // memcpy for the short pieces of the renderings (names, values, quotes),
 // without a call for the common sizes.
 inline void copyBytes(char* to, const char* from, size_t n) {
