@@ -484,11 +484,11 @@ void setField(PropertyXml& p, int field, std::string_view value) {
     switch (field) {
     case FieldName: p.name.append(value); break;
     case FieldType: p.type.append(value); break;
-    case FieldClassOrigin: p.classOrigin = value; break;
-    case FieldPropagated: p.propagated = value; break;
-    case FieldEmbeddedObject: p.embeddedObject = value; break;
-    case FieldReferenceClass: p.referenceClass = value; break;
-    case FieldArraySize: p.arraySize = value; break;
+    case FieldClassOrigin: p.rare.set(RareAttributes::ClassOrigin, value); break;
+    case FieldPropagated: p.rare.set(RareAttributes::Propagated, value); break;
+    case FieldEmbeddedObject: p.rare.set(RareAttributes::EmbeddedObject, value); break;
+    case FieldReferenceClass: p.rare.set(RareAttributes::ReferenceClass, value); break;
+    case FieldArraySize: p.rare.set(RareAttributes::ArraySize, value); break;
     }
 }
 

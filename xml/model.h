@@ -9,6 +9,7 @@
 #include "xml/string_array.h"
 #include "xml/xml_buffer.h"
 
+#include <array>
 #include <memory>
 #include <ostream>
 #include <string>
@@ -199,47 +200,37 @@ public:
     int key = 0;
 };
 
-// An attribute that replies rarely carry: it takes one pointer until it is
-// set to a non-empty text. Reads as a std::string ("" when unset).
-class RareText {
+// The attributes of a property that replies rarely carry, behind one pointer
+// that stays null until one of them is set to a non-empty text. An attribute
+// not set reads as "".
+class RareAttributes {
 public:
-    RareText() = default;
-    RareText(const RareText& other) : text(other.text ? std::make_unique<std::string>(*other.text) : nullptr) {}
-    RareText& operator=(const RareText& other) {
-        if (this != &other) *this = other.str();
-        return *this;
-    }
-    RareText(RareText&&) noexcept = default;
-    RareText& operator=(RareText&&) noexcept = default;
-    RareText& operator=(std::string_view value) {
-        if (value.empty())
-            text.reset();
-        else if (text)
-            text->assign(value);
-        else
-            text = std::make_unique<std::string>(value);
-        return *this;
-    }
+    enum Which { ClassOrigin, Propagated, EmbeddedObject, ReferenceClass, ArraySize, Count };
 
-    const std::string& str() const {
+    RareAttributes() = default;
+    RareAttributes(const RareAttributes& other) : texts(other.texts ? std::make_unique<Texts>(*other.texts) : nullptr) {}
+    RareAttributes& operator=(const RareAttributes& other) {
+        if (this != &other) texts = other.texts ? std::make_unique<Texts>(*other.texts) : nullptr;
+        return *this;
+    }
+    RareAttributes(RareAttributes&&) noexcept = default;
+    RareAttributes& operator=(RareAttributes&&) noexcept = default;
+
+    const std::string& get(Which which) const {
         static const std::string none;
-        return text ? *text : none;
+        return texts ? (*texts)[which] : none;
     }
-    operator const std::string&() const { return str(); }
-    const char* c_str() const { return str().c_str(); }
-    size_t size() const { return str().size(); }
-    bool empty() const { return !text || text->empty(); }
-
-    friend bool operator==(const RareText& a, const std::string& b) { return a.str() == b; }
-    friend bool operator==(const std::string& a, const RareText& b) { return a == b.str(); }
-    friend bool operator==(const RareText& a, const char* b) { return a.str() == b; }
-    friend bool operator==(const char* a, const RareText& b) { return a == b.str(); }
-    friend bool operator!=(const RareText& a, const std::string& b) { return a.str() != b; }
-    friend bool operator!=(const RareText& a, const char* b) { return a.str() != b; }
-    friend std::ostream& operator<<(std::ostream& os, const RareText& t) { return os << t.str(); }
+    void set(Which which, std::string_view value) {
+        if (!texts) {
+            if (value.empty()) return;
+            texts = std::make_unique<Texts>();
+        }
+        (*texts)[which].assign(value);
+    }
 
 private:
-    std::unique_ptr<std::string> text;
+    using Texts = std::array<std::string, Count>;
+    std::unique_ptr<Texts> texts;
 };
 
 class PropertyXml {
@@ -259,8 +250,14 @@ public:
     // PROPERTY, PROPERTY.REFERENCE, PROPERTY.ARRAY: indexed by kind - 1.
     static const XmlElement elm[3];
 
+    const std::string& classOrigin() const { return rare.get(RareAttributes::ClassOrigin); }
+    const std::string& propagated() const { return rare.get(RareAttributes::Propagated); }
+    const std::string& embeddedObject() const { return rare.get(RareAttributes::EmbeddedObject); }
+    const std::string& referenceClass() const { return rare.get(RareAttributes::ReferenceClass); }
+    const std::string& arraySize() const { return rare.get(RareAttributes::ArraySize); }
+
     std::string name, type;
-    RareText classOrigin, propagated, embeddedObject, referenceClass, arraySize;
+    RareAttributes rare;
     int kind = Plain;
     ArrayXml<QualifierXml> qualifiers;
     Option<ValueXml> value;

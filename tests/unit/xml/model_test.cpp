@@ -69,21 +69,30 @@ TEST(Properties, AttributesAreKeptPerKind) {
     const auto plain = parse<PropertyXml>(
         "<PROPERTY NAME=\"n\" TYPE=\"string\" CLASSORIGIN=\"C\" PROPAGATED=\"true\" EmbeddedObject=\"object\"/>");
     EXPECT_EQ(plain.kind, PropertyXml::Plain);
-    EXPECT_EQ(plain.classOrigin, "C");
-    EXPECT_EQ(plain.propagated, "true");
-    EXPECT_EQ(plain.embeddedObject, "object");
+    EXPECT_EQ(plain.classOrigin(), "C");
+    EXPECT_EQ(plain.propagated(), "true");
+    EXPECT_EQ(plain.embeddedObject(), "object");
     EXPECT_FALSE(plain.value.exists());
     EXPECT_THROW(plain.value.val(), DoesNotExist);
 
     const auto ref = parse<PropertyXml>("<PROPERTY.REFERENCE NAME=\"r\" REFERENCECLASS=\"T\" CLASSORIGIN=\"C\"/>");
     EXPECT_EQ(ref.kind, PropertyXml::Reference);
-    EXPECT_EQ(ref.referenceClass, "T");
+    EXPECT_EQ(ref.referenceClass(), "T");
     EXPECT_EQ(ref.type, "");
+    EXPECT_EQ(ref.arraySize(), "");
+    PropertyXml copy = ref;   // a deep copy: the original goes, the copy keeps its texts
+    {
+        const PropertyXml gone = std::move(copy);
+        copy = gone;
+    }
+    EXPECT_EQ(copy.referenceClass(), "T");
+    EXPECT_EQ(copy.classOrigin(), "C");
+    EXPECT_EQ(plain.referenceClass(), "");
 
     const auto array = parse<PropertyXml>("<PROPERTY.ARRAY NAME=\"a\" TYPE=\"uint8\" ARRAYSIZE=\"4\"></PROPERTY.ARRAY>");
     EXPECT_EQ(array.kind, PropertyXml::Array);
     EXPECT_EQ(array.type, "uint8");
-    EXPECT_EQ(array.arraySize, "4");
+    EXPECT_EQ(array.arraySize(), "4");
 }
 
 TEST(Values, ContentIsKeptAsReceived) {

@@ -64,7 +64,7 @@ TEST(RealReplies, EnumerateClassesGivesFortyClasses) {
     ASSERT_EQ(list->items.size(), 40u);
     EXPECT_EQ(list->items[0].name, "Linux_OSProcess");
     EXPECT_EQ(list->items[0].properties[0].kind, PropertyXml::Reference);
-    EXPECT_EQ(list->items[0].properties[0].referenceClass, "Linux_OperatingSystem");
+    EXPECT_EQ(list->items[0].properties[0].referenceClass(), "Linux_OperatingSystem");
 }
 
 TEST(RealReplies, ReferencesGiveTwoObjectsWithPath) {
