@@ -65,7 +65,7 @@ ValueXml::ValueXml(XmlBuffer& xb) : RetValXml(TypeValue) { read(xb); }
 
 void ValueXml::read(XmlBuffer& xb) {
     value.clear();
-    elements.clear();
+    array.reset();
     ref.reset();
     XmlBuffer::Nest nest(xb);
     bool empty = false;
@@ -93,7 +93,7 @@ void ValueXml::read(XmlBuffer& xb) {
         xmlsteps::contentTo(xb, attr, value);
         break;
     case Array:
-        while (childIs(xb, attr, "VALUE")) elements.add(ValueXml(xb));
+        while (childIs(xb, attr, "VALUE")) elements().add(ValueXml(xb));
         break;
     case Reference: {
         const ReferenceForm* child = nullptr;
@@ -117,8 +117,8 @@ ValueXml::ValueXml(const ValueXml& other)
     : RetValXml(other),
       kind(other.kind),
       value(other.value),
-      elements(other.elements),
-      ref(other.ref ? other.ref->clone() : nullptr) {}
+      ref(other.ref ? other.ref->clone() : nullptr),
+      array(other.array ? std::make_unique<ArrayXml<ValueXml>>(*other.array) : nullptr) {}
 
 ValueXml& ValueXml::operator=(const ValueXml& other) {
     if (this != &other) *this = ValueXml(other);
@@ -130,6 +130,16 @@ ValueXml& ValueXml::operator=(ValueXml&&) noexcept = default;
 ValueXml::~ValueXml() = default;
 
 std::unique_ptr<RetValXml> ValueXml::clone() const { return std::make_unique<ValueXml>(*this); }
+
+const ArrayXml<ValueXml>& ValueXml::elements() const {
+    static const ArrayXml<ValueXml> none;
+    return array ? *array : none;
+}
+
+ArrayXml<ValueXml>& ValueXml::elements() {
+    if (!array) array = std::make_unique<ArrayXml<ValueXml>>();
+    return *array;
+}
 
 namespace {
 
@@ -191,7 +201,7 @@ void ValueXml::toStringBuffer(std::string& buf, const char* q) const {
         break;
     }
     case Array:
-        elements.toStringBuffer(buf, ",", q);
+        elements().toStringBuffer(buf, ",", q);
         break;
     case Reference:
         if (dlmRefs) buf += "{";
@@ -579,8 +589,9 @@ size_t valueRoom(const ValueXml& v, std::string_view quote) {
     case ValueXml::Value:
         return TextWriter::valueRoom(quote, v.value);
     case ValueXml::Array: {
-        size_t room = v.elements.size();   // the separators
-        for (const ValueXml& e : v.elements) {
+        const ArrayXml<ValueXml>& elements = v.elements();
+        size_t room = elements.size();   // the separators
+        for (const ValueXml& e : elements) {
             if (e.kind != ValueXml::Value) return notPlain;
             room += TextWriter::valueRoom(quote, e.value);
         }
@@ -596,9 +607,10 @@ void writeValue(TextWriter& out, const ValueXml& v, std::string_view quote) {
         out.putValue(quote, v.value);
         return;
     }
-    for (size_t i = 0; i < v.elements.size(); ++i) {
+    const ArrayXml<ValueXml>& elements = v.elements();
+    for (size_t i = 0; i < elements.size(); ++i) {
         if (i) out.put(',');
-        out.putValue(quote, v.elements[i].value);
+        out.putValue(quote, elements[i].value);
     }
 }
 

@@ -74,10 +74,17 @@ public:
 
     static const XmlElement elm;   // VALUE, VALUE.ARRAY, VALUE.REFERENCE
 
+    // VALUE.ARRAY's values (none for the other kinds). The array is made on
+    // the first call of the non-const form.
+    const ArrayXml<ValueXml>& elements() const;
+    ArrayXml<ValueXml>& elements();
+
     int kind = None;
     std::string value;                 // VALUE content as received (entities kept)
-    ArrayXml<ValueXml> elements;       // VALUE.ARRAY
     std::unique_ptr<SubValueXml> ref;  // VALUE.REFERENCE
+
+private:
+    std::unique_ptr<ArrayXml<ValueXml>> array;   // most values are no arrays
 };
 
 class KeyValueXml {
@@ -258,9 +265,9 @@ public:
 
     std::string name, type;
     RareAttributes rare;
-    int kind = Plain;
     ArrayXml<QualifierXml> qualifiers;
     Option<ValueXml> value;
+    int kind = Plain;
     int key = 0;
 };
 

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -106,7 +107,7 @@ TEST(EmptyForms, ChildlessElementsCloseThemselvesAndLeaveTheirSiblings) {
     XmlBuffer xb("<VALUE.ARRAY/><VALUE>x</VALUE>");
     const ValueXml array(xb);
     EXPECT_EQ(array.kind, ValueXml::Array);
-    EXPECT_TRUE(array.elements.empty());
+    EXPECT_TRUE(array.elements().empty());
     const ValueXml next(xb);
     EXPECT_EQ(next.value, "x");
 
@@ -294,6 +295,16 @@ TEST(Copies, ValuesAndResultsCopyDeeply) {
     b.clear();
     copy.toStringBuffer(b, "");
     EXPECT_EQ(b, "C.k=1");
+
+    const ValueXml array = parse<ValueXml>("<VALUE.ARRAY><VALUE>x</VALUE><VALUE>y</VALUE></VALUE.ARRAY>");
+    ValueXml arrayCopy = array;
+    arrayCopy.elements()[0].value = "z";
+    arrayCopy.elements().add(ValueXml("w"));
+    EXPECT_EQ(array.elements().size(), 2u);
+    EXPECT_EQ(array.elements()[0].value, "x");
+    EXPECT_EQ(arrayCopy.elements().size(), 3u);
+    arrayCopy = parse<ValueXml>("<VALUE>v</VALUE>");   // replaced by a plain value: no array left
+    EXPECT_TRUE(std::as_const(arrayCopy).elements().empty());
 
     const auto owp = parse<ObjectWithPathXml>(objectWithPath);
     const auto cloned = owp.clone();
