@@ -127,6 +127,11 @@ double oursRender(const std::string& body, size_t n) {
 // text, cleared before every instance, as soon as it has been parsed; none is
 // kept. The counts and the rendered size are checked outside the timing
 // against a parse that keeps the model.
+// Off in the child that measures a peak: the streamed run's check parses the
+// reply again into a kept model, which would be the larger part of its peak.
+// The same run is checked whole when it is timed.
+bool checkAgainstModel = true;
+
 struct RenderEach final : NamedInstanceSink {
     std::string work;
     size_t instances = 0, properties = 0, rendered = 0;
@@ -150,6 +155,7 @@ double oursStreamed(const std::string& body, size_t n) {
     if (each.instances != n || each.properties != n * benchgen::propertiesPerInstance)
         fail("the sink took " + std::to_string(each.instances) + " instances with " +
              std::to_string(each.properties) + " properties, expected " + std::to_string(n));
+    if (!checkAgainstModel) return took;
     CimXml kept(body, 0);
     std::string work;
     size_t expected = 0;
@@ -270,6 +276,7 @@ long statusKb(const char* field) {
 // Child side: the body is made first; the peak is then reset, so that what
 // the process reaches afterwards is the body plus the parser's own memory.
 int peakChild(const Parser& p, size_t n) {
+    checkAgainstModel = false;
     std::string body = benchgen::enumerateInstancesReply(n);
     body.shrink_to_fit();
     {

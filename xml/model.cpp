@@ -522,9 +522,12 @@ bool looksNumeric(const std::string& v) {
 const XmlElement PropertyXml::elm[3] = {tableOf(Plain), tableOf(Reference), tableOf(Array)};
 
 PropertyXml::PropertyXml(XmlBuffer& xb) {
-    // Most properties come as <PROPERTY NAME="..." TYPE="...">.
+    // Most properties come as <PROPERTY NAME="..." TYPE="...">, or, when
+    // the class origin was asked for (as the queries do), with CLASSORIGIN
+    // between the two.
     static constexpr std::string_view nameType[] = {"NAME", "TYPE"};
-    std::string_view plain[2];
+    static constexpr std::string_view nameOriginType[] = {"NAME", "CLASSORIGIN", "TYPE"};
+    std::string_view plain[3];
     bool empty = false;
     static_assert(propertyForms[2].kind == Plain);
     const PropertyForm* form = &propertyForms[2];
@@ -532,6 +535,11 @@ PropertyXml::PropertyXml(XmlBuffer& xb) {
         kind = Plain;
         name.append(plain[0]);   // both still empty
         type.append(plain[1]);
+    } else if (xb.plainStartTag(form->tag, nameOriginType, 3, plain, empty)) {
+        kind = Plain;
+        name.append(plain[0]);
+        rare.set(RareAttributes::ClassOrigin, plain[1]);
+        type.append(plain[2]);
     } else {
         form = xmlsteps::openForm(xb, propertyForms);
         if (!form) throw ParseException("Expecting PROPERTY element xx");

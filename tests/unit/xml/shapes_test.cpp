@@ -14,7 +14,7 @@ namespace {
 using xmltest::FlagGuard;
 
 struct Read {
-    std::string name, type, value, rest;
+    std::string name, type, classOrigin, value, rest;
     int kind = 0, valueKind = 0, key = 0;
     bool hasValue = false;
     size_t qualifiers = 0;
@@ -27,6 +27,7 @@ Read readProperty(const std::string& text) {
     Read r;
     r.name = p.name;
     r.type = p.type;
+    r.classOrigin = p.classOrigin();
     r.kind = p.kind;
     r.key = p.key;
     r.qualifiers = p.qualifiers.size();
@@ -42,6 +43,7 @@ Read readProperty(const std::string& text) {
 void expectSame(const Read& a, const Read& b, const std::string& label) {
     EXPECT_EQ(a.name, b.name) << label;
     EXPECT_EQ(a.type, b.type) << label;
+    EXPECT_EQ(a.classOrigin, b.classOrigin) << label;
     EXPECT_EQ(a.value, b.value) << label;
     EXPECT_EQ(a.rest, b.rest) << label;
     EXPECT_EQ(a.kind, b.kind) << label;
@@ -79,6 +81,13 @@ const Pair pairs[] = {
      "</QUALIFIER><VALUE>v</VALUE></PROPERTY>",
      "<PROPERTY TYPE=\"string\" NAME=\"Tag\"><QUALIFIER NAME=\"Key\" TYPE=\"boolean\"><VALUE>true</VALUE>"
      "</QUALIFIER><VALUE>v</VALUE></PROPERTY>"},
+    // With the class origin, as replies to the queries carry it.
+    {"<PROPERTY NAME=\"Time\" CLASSORIGIN=\"Quilo_EventLog\" TYPE=\"string\"><VALUE>12:00</VALUE></PROPERTY>!",
+     "<PROPERTY TYPE=\"string\" NAME=\"Time\" CLASSORIGIN=\"Quilo_EventLog\"><VALUE>12:00</VALUE></PROPERTY>!"},
+    {"<PROPERTY NAME=\"Gone\" CLASSORIGIN=\"\" TYPE=\"uint8\"/>",
+     "<PROPERTY NAME=\"Gone\" CLASSORIGIN=\"\" TYPE=\"uint8\" />"},
+    {"<PROPERTY NAME=\"Long\" CLASSORIGIN=\"Quilo_RAIDControllerSystem\" TYPE=\"string\"></PROPERTY>",
+     "<PROPERTY NAME=\"Long\" classorigin=\"Quilo_RAIDControllerSystem\" TYPE=\"string\"></PROPERTY>"},
 };
 
 TEST(PlainShapes, ReadAsTheGeneralStepsReadThem) {
@@ -98,6 +107,13 @@ TEST(PlainShapes, KeepWhatTheyRead) {
     EXPECT_FALSE(readProperty(pairs[4].plain).hasValue);
     EXPECT_EQ(readProperty(pairs[4].plain).rest, "tail");
     EXPECT_EQ(readProperty(pairs[8].plain).key, 1);
+    const Read withOrigin = readProperty(pairs[9].plain);
+    EXPECT_EQ(withOrigin.name, "Time");
+    EXPECT_EQ(withOrigin.classOrigin, "Quilo_EventLog");
+    EXPECT_EQ(withOrigin.type, "string");
+    EXPECT_EQ(withOrigin.value, "12:00");
+    EXPECT_EQ(withOrigin.rest, "!");
+    EXPECT_EQ(readProperty(pairs[11].plain).classOrigin, "Quilo_RAIDControllerSystem");
 }
 
 // Shapes close to the plain ones that the general steps must read, each
@@ -135,6 +151,9 @@ TEST(PlainShapes, CutShortTheyFailAsTheGeneralStepsFail) {
     };
     const Row rows[] = {
         {"<PROPERTY NAME=\"P\" TYPE=\"str", "Parse Exception: Bad attribute list for PROPERTY: "},
+        {"<PROPERTY NAME=\"P\" CLASSORIGIN=\"C\" TYPE=\"str", "Parse Exception: Bad attribute list for PROPERTY: "},
+        {"<PROPERTY NAME=\"P\" CLASSORIGIN=\"C\" CLASSORIGIN=\"D\" TYPE=\"string\"/>",
+         "Parse Exception: Unknown attribute in list for PROPERTY (CLASSORIGI)"},
         {"<PROPERTY NAME=\"P\" TYPE=\"string\"><VALUE>abc", "Parse Exception: Expecting /VALUE element"},
         {"<PROPERTY NAME=\"P\" TYPE=\"string\"><VALUE>abc</VALUE", "Parse Exception: Expecting /VALUE element"},
         {"<PROPERTY NAME=\"P\" TYPE=\"string\"><VALUE>abc</VALUE>",
