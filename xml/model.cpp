@@ -522,22 +522,18 @@ bool looksNumeric(const std::string& v) {
 const XmlElement PropertyXml::elm[3] = {tableOf(Plain), tableOf(Reference), tableOf(Array)};
 
 PropertyXml::PropertyXml(XmlBuffer& xb) {
-    // Most properties come as <PROPERTY NAME="..." TYPE="...">, or, when
-    // the class origin was asked for (as the queries do), with CLASSORIGIN
-    // between the two.
-    static constexpr std::string_view nameType[] = {"NAME", "TYPE"};
+    // Most properties come as <PROPERTY NAME="..." TYPE="...">, with
+    // CLASSORIGIN between the two when the class origin was asked for (as
+    // the queries do).
     static constexpr std::string_view nameOriginType[] = {"NAME", "CLASSORIGIN", "TYPE"};
+    constexpr unsigned originOptional = 1u << 1;
     std::string_view plain[3];
     bool empty = false;
     static_assert(propertyForms[2].kind == Plain);
     const PropertyForm* form = &propertyForms[2];
-    if (xb.plainStartTag(form->tag, nameType, 2, plain, empty)) {
+    if (xb.plainStartTag(form->tag, nameOriginType, 3, plain, empty, originOptional)) {
         kind = Plain;
-        name.append(plain[0]);   // both still empty
-        type.append(plain[1]);
-    } else if (xb.plainStartTag(form->tag, nameOriginType, 3, plain, empty)) {
-        kind = Plain;
-        name.append(plain[0]);
+        name.append(plain[0]);   // all still empty
         rare.set(RareAttributes::ClassOrigin, plain[1]);
         type.append(plain[2]);
     } else {

@@ -163,7 +163,7 @@ int XmlBuffer::testAttr(std::string_view name, std::string_view value, int caseS
 }
 
 bool XmlBuffer::plainStartTag(std::string_view tag, const std::string_view* names, size_t count,
-                              std::string_view* values, bool& empty) {
+                              std::string_view* values, bool& empty, unsigned optional) {
     const char* p = cursor;
     const char* const e = end();
     while (p < e && isSpace(*p)) ++p;
@@ -174,8 +174,11 @@ bool XmlBuffer::plainStartTag(std::string_view tag, const std::string_view* name
     for (size_t i = 0; i < count; ++i) {
         const std::string_view name = names[i];
         if (static_cast<size_t>(e - p) < name.size() + 4 || p[0] != ' ' || !sameBytes(p + 1, name.data(), name.size()) ||
-            p[1 + name.size()] != '=' || p[2 + name.size()] != '"')
-            return false;
+            p[1 + name.size()] != '=' || p[2 + name.size()] != '"') {
+            if (!(optional >> i & 1u)) return false;
+            values[i] = {};
+            continue;
+        }
         p += 3 + name.size();
         const char* const start = p;
         p = findEither(p, e, '"', '\0');

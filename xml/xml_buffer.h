@@ -135,9 +135,10 @@ public:
     //
     // A start tag "<TAG", then ` NAME="value"` for each of `names` in that
     // order (double quotes, values without NUL bytes), then ">" or "/>"
-    // (`empty`).
+    // (`empty`). A name whose bit is set in `optional` may be left out; its
+    // value is then empty.
     bool plainStartTag(std::string_view tag, const std::string_view* names, size_t count,
-                       std::string_view* values, bool& empty);
+                       std::string_view* values, bool& empty, unsigned optional = 0);
     // Text without "<" or NUL bytes, then "</TAG>".
     bool plainText(std::string_view tag, std::string_view& text);
 

@@ -152,6 +152,8 @@ TEST(PlainShapes, CutShortTheyFailAsTheGeneralStepsFail) {
     const Row rows[] = {
         {"<PROPERTY NAME=\"P\" TYPE=\"str", "Parse Exception: Bad attribute list for PROPERTY: "},
         {"<PROPERTY NAME=\"P\" CLASSORIGIN=\"C\" TYPE=\"str", "Parse Exception: Bad attribute list for PROPERTY: "},
+        {"<PROPERTY NAME=\"P\" CLASSORIGINS=\"C\" TYPE=\"string\"/>",
+         "Parse Exception: Unknown attribute in list for PROPERTY (CLASSORIGI)"},
         {"<PROPERTY NAME=\"P\" CLASSORIGIN=\"C\" CLASSORIGIN=\"D\" TYPE=\"string\"/>",
          "Parse Exception: Unknown attribute in list for PROPERTY (CLASSORIGI)"},
         {"<PROPERTY NAME=\"P\" TYPE=\"string\"><VALUE>abc", "Parse Exception: Expecting /VALUE element"},
