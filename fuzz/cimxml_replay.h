@@ -1,5 +1,6 @@
 // One input through the reply parser and through every text rendering its
-// result allows. Shared by the libFuzzer target fuzz_cimxml.cpp and by the
+// result allows, and read once more while it is parsed, as the reports read
+// an enumeration, which must come to the same. Shared by the libFuzzer target fuzz_cimxml.cpp and by the
 // unit test that replays the saved corpus, so that both judge an input the
 // same way.
 //
@@ -17,6 +18,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <exception>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -177,12 +179,93 @@ inline void markKeys(RetValXml& r) {
         for (NamedInstanceXml& item : list->items) item.instance.propagateKeyFlags(item.name.keys);
 }
 
-inline Result replay(const uint8_t* data, size_t size) {
+// The outcome of `body`, or of the exception it throws among those a caller
+// of CimXml is prepared for; any other exception leaves.
+template <class Body>
+Result outcomeOf(Body body) {
     try {
+        return body();
+    } catch (const XmlException& e) {
+        return {Outcome::XmlError, e.getMsg()};
+    } catch (const DoesNotExist& e) {
+        return {Outcome::Missing, e.getMsg()};
+    } catch (const std::out_of_range& e) {
+        return {Outcome::OutOfRange, e.what()};
+    } catch (const std::logic_error& e) {
+        // Only the plain logic_error of an unquoted attribute value; its
+        // other subclasses (length_error, invalid_argument, ...) are faults.
+        if (typeid(e) != typeid(std::logic_error)) throw;
+        return {Outcome::UnquotedValue, e.what()};
+    }
+}
+
+// Reading an enumeration while it is parsed (as the reports do) and reading
+// it whole first must come to the same: the same text, or the same failure.
+class StreamMismatch : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+// Marks and renders each named instance as it is read, with the default
+// switches; a failure is held until the reply has been read to its end.
+class RenderEach final : public NamedInstanceSink {
+public:
+    void take(NamedInstanceXml& item) override {
+        if (failure) return;
+        try {
+            item.instance.propagateKeyFlags(item.name.keys);
+            render(item, text, flagSets[0].q);
+            text += '\n';
+        } catch (...) {
+            failure = std::current_exception();
+        }
+    }
+    std::string text;
+    std::exception_ptr failure;
+};
+
+// The whole reply first, then its default rendering.
+inline Result readWhole(const std::string& body) {
+    return outcomeOf([&]() -> Result {
+        CimXml reply(body, 0);
+        RetValXml& result = *reply.getReturnData();
+        markKeys(result);
+        std::string text;
+        render(result, text, flagSets[0].q);
+        return {Outcome::Rendered, std::move(text)};
+    });
+}
+
+// Named instances of a list through a sink; any other result as it comes.
+inline Result readStreamed(const std::string& body) {
+    return outcomeOf([&]() -> Result {
+        RenderEach each;
+        CimXml reply(body, 0, &each);
+        RetValXml& result = *reply.getReturnData();
+        if (each.failure) std::rethrow_exception(each.failure);
+        if (result.type == TypeNamedInstances) {
+            if (!detail::as<NamedInstancesXml>(result).items.empty())
+                throw StreamMismatch("a list read through a sink kept its instances");
+            return {Outcome::Rendered, std::move(each.text)};
+        }
+        if (!each.text.empty()) throw StreamMismatch("instances went to the sink of a result that is no list");
+        markKeys(result);
+        std::string text;
+        render(result, text, flagSets[0].q);
+        return {Outcome::Rendered, std::move(text)};
+    });
+}
+
+inline Result replay(const uint8_t* data, size_t size) {
+    const std::string body(reinterpret_cast<const char*>(data), size);
+    const Result whole = readWhole(body), streamed = readStreamed(body);
+    if (whole.outcome != streamed.outcome || whole.text != streamed.text)
+        throw StreamMismatch("read while parsing: \"" + streamed.text + "\", read whole: \"" + whole.text + "\"");
+    return outcomeOf([&]() -> Result {
         std::string text;
         std::unique_ptr<RetValXml> taken;
         {
-            CimXml reply(std::string(reinterpret_cast<const char*>(data), size), 0);
+            CimXml reply(body, 0);
             RetValXml& result = *reply.getReturnData();
             markKeys(result);
             text = renderAll(result);
@@ -197,18 +280,7 @@ inline Result replay(const uint8_t* data, size_t size) {
         }
         if (again != text) throw CloneMismatch("result taken from the tree renders differently");
         return {Outcome::Rendered, std::move(text)};
-    } catch (const XmlException& e) {
-        return {Outcome::XmlError, e.getMsg()};
-    } catch (const DoesNotExist& e) {
-        return {Outcome::Missing, e.getMsg()};
-    } catch (const std::out_of_range& e) {
-        return {Outcome::OutOfRange, e.what()};
-    } catch (const std::logic_error& e) {
-        // Only the plain logic_error of an unquoted attribute value; its
-        // other subclasses (length_error, invalid_argument, ...) are faults.
-        if (typeid(e) != typeid(std::logic_error)) throw;
-        return {Outcome::UnquotedValue, e.what()};
-    }
+    });
 }
 
 }  // namespace cimxmlfuzz
