@@ -198,32 +198,33 @@ void ResetStream(std::ostream& os) {
     os.fill(' ');
 }
 
-HeldOutput::Blocks::Blocks() { setp(bytes, bytes + sizeof bytes); }
-
-void HeldOutput::Blocks::drain() {
-    text.append(pbase(), pptr() - pbase());
-    setp(bytes, bytes + sizeof bytes);
-}
-
+// The put area is the newest block; the blocks before it are full.
 HeldOutput::Blocks::int_type HeldOutput::Blocks::overflow(int_type c) {
-    drain();
     if (traits_type::eq_int_type(c, traits_type::eof())) return traits_type::not_eof(c);
+    std::unique_ptr<char[]> next(new char[blockSize]);   // written before it is read
+    if (current) {
+        full.reserve(full.size() + 1);
+        full.push_back(std::move(current));
+    }
+    current = std::move(next);
+    setp(current.get(), current.get() + blockSize);
     *pptr() = traits_type::to_char_type(c);
     pbump(1);
     return c;
 }
 
-int HeldOutput::Blocks::sync() {
-    drain();
-    return 0;
+void HeldOutput::Blocks::writeTo(std::ostream& target) {
+    for (const std::unique_ptr<char[]>& block : full) target.write(block.get(), blockSize);
+    if (current) target.write(pbase(), pptr() - pbase());
+    full.clear();
+    current.reset();
+    setp(nullptr, nullptr);
 }
 
 HeldOutput::HeldOutput(std::ostream& target) : out(&blocks) { out.copyfmt(target); }
 
 void HeldOutput::writeTo(std::ostream& target) {
-    blocks.drain();
-    target.write(blocks.text.data(), static_cast<std::streamsize>(blocks.text.size()));
-    std::string().swap(blocks.text);
+    blocks.writeTo(target);
     target.flags(out.flags());
     target.precision(out.precision());
     target.fill(out.fill());

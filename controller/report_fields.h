@@ -6,10 +6,12 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <ostream>
 #include <streambuf>
 #include <string>
 #include <string_view>
+#include <vector>
 
 class InstanceXml;
 class NamedInstanceXml;
@@ -99,8 +101,8 @@ void PrintHeading(std::ostream& os, const Column (&columns)[N]) {
 // six significant digits.
 void ResetStream(std::ostream& os);
 
-// A stream whose text is kept, in blocks, until writeTo() hands all of it to
-// its target at once. A report written while its reply is still being read
+// A stream whose text is kept, in blocks of its own (never moved or copied
+// as it grows), until writeTo() hands all of it to its target. A report written while its reply is still being read
 // stays unseen until that reply has been read to its end. Standard output is
 // also kept in step with C stdio, so every insertion into std::cout, and every
 // blank that pads a field, would be a call into stdio of its own; the rows of
@@ -120,16 +122,15 @@ public:
 private:
     class Blocks : public std::streambuf {
     public:
-        Blocks();
-        void drain();
-        std::string text;
+        void writeTo(std::ostream& target);
 
     protected:
         int_type overflow(int_type c) override;
-        int sync() override;
 
     private:
-        char bytes[32 * 1024];
+        static constexpr size_t blockSize = 64 * 1024;
+        std::vector<std::unique_ptr<char[]>> full;   // each blockSize bytes, all written
+        std::unique_ptr<char[]> current;              // the put area
     };
 
     Blocks blocks;
