@@ -102,13 +102,14 @@ void PrintHeading(std::ostream& os, const Column (&columns)[N]) {
 void ResetStream(std::ostream& os);
 
 // A stream whose text is kept, in blocks of its own (never moved or copied
-// as it grows), until writeTo() hands all of it to its target. A report written while its reply is still being read
-// stays unseen until that reply has been read to its end. Standard output is
-// also kept in step with C stdio, so every insertion into std::cout, and every
-// blank that pads a field, would be a call into stdio of its own; the rows of
-// a table are formatted here instead. The stream starts from the target's
-// format state, and the target takes over the state it ended in (flags,
-// precision, fill, width).
+// as it grows), until writeTo() hands all of it to its target: a report
+// written while its reply is still being read stays unseen until that reply
+// has been read to its end. Standard output is also kept in step with C
+// stdio, so every insertion into std::cout, and every blank that pads a
+// field, would be a call into stdio of its own; the rows of a table are
+// formatted here instead. The stream starts from the target's format state,
+// and the target takes over the state it ended in (flags, precision, fill,
+// width).
 class HeldOutput {
 public:
     explicit HeldOutput(std::ostream& target);
