@@ -98,8 +98,27 @@ std::vector<const InstanceXml*> instancesOf(CimXml& reply) {
     return out;
 }
 
+// What the check after a run renders from a kept model: the bytes of every
+// instance's rendering, and how many of them end with the last property.
+struct Rendered {
+    size_t bytes = 0, complete = 0;
+};
+
+Rendered renderKept(CimXml& reply) {
+    Rendered r;
+    std::string work;
+    for (const InstanceXml* instance : instancesOf(reply)) {
+        work.clear();
+        instance->toStringBuffer(work, "");
+        r.bytes += work.size();
+        r.complete += work.find("\n-OperationalStatus=") != std::string::npos;
+    }
+    return r;
+}
+
 // Each instance rendered into one work text, cleared before every instance,
-// as the reports do; the rendering is checked outside the timing.
+// as the reports did before they read while parsing; the rendering is
+// checked outside the timing.
 double oursRender(const std::string& body, size_t n) {
     const double start = CpuClock::now();
     CimXml reply(body, 0);
@@ -112,26 +131,20 @@ double oursRender(const std::string& body, size_t n) {
     }
     const double took = CpuClock::now() - start;
     checkOurs(reply, n);
-    size_t expected = 0, complete = 0;
-    for (const InstanceXml* instance : instancesOf(reply)) {
-        work.clear();
-        instance->toStringBuffer(work, "");
-        expected += work.size();
-        complete += work.find("\n-OperationalStatus=") != std::string::npos;
-    }
-    if (rendered != expected || complete != n) fail("rendered text misses instances");
+    const Rendered expected = renderKept(reply);
+    if (rendered != expected.bytes || expected.complete != n) fail("rendered text misses instances");
     return took;
 }
 
-// As the reports read an enumeration: each instance rendered into one work
-// text, cleared before every instance, as soon as it has been parsed; none is
-// kept. The counts and the rendered size are checked outside the timing
-// against a parse that keeps the model.
 // Off in the child that measures a peak: the streamed run's check parses the
 // reply again into a kept model, which would be the larger part of its peak.
 // The same run is checked whole when it is timed.
 bool checkAgainstModel = true;
 
+// As the reports read an enumeration: each instance rendered into one work
+// text, cleared before every instance, as soon as it has been parsed; none is
+// kept. The counts and the rendered size are checked outside the timing
+// against a parse that keeps the model.
 struct RenderEach final : NamedInstanceSink {
     std::string work;
     size_t instances = 0, properties = 0, rendered = 0;
@@ -157,14 +170,9 @@ double oursStreamed(const std::string& body, size_t n) {
              std::to_string(each.properties) + " properties, expected " + std::to_string(n));
     if (!checkAgainstModel) return took;
     CimXml kept(body, 0);
-    std::string work;
-    size_t expected = 0;
-    for (const InstanceXml* instance : instancesOf(kept)) {
-        work.clear();
-        instance->toStringBuffer(work, "");
-        expected += work.size();
-    }
-    if (each.rendered != expected) fail("streamed rendering differs from the kept model's");
+    const Rendered expected = renderKept(kept);
+    if (each.rendered != expected.bytes || expected.complete != n)
+        fail("streamed rendering differs from the kept model's");
     return took;
 }
 
