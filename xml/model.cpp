@@ -305,7 +305,10 @@ InstanceNameXml::InstanceNameXml(XmlBuffer& xb, bool objectPath) : RetValXml(Typ
     XmlAttr attr(elm.attrs.size());
     open(xb, "INSTANCENAME", elm, attr, "Expecting INSTANCENAME element", "Bad INSTANCENAME attributes");
     className = std::move(attr.attr[0]);
-    while (childIs(xb, attr, "KEYBINDING")) keys.add(KeyBindingXml(xb));
+    keys.reserve(xb.keyHint);
+    while (childIs(xb, attr, "KEYBINDING")) keys.emplace_back(xb);
+    if (keys.capacity() > keys.size()) keys.shrink_to_fit();
+    xb.keyHint = keys.size();
     close(xb, "INSTANCENAME", attr, "Expecting /INSTANCENAME element");
 }
 

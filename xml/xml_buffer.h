@@ -172,6 +172,8 @@ public:
     // Element parsers reserve this many properties for the next instance:
     // the count of the last one (the instances of a reply share a class).
     size_t propertyHint = 0;
+    // The same for the key bindings of an instance name.
+    size_t keyHint = 0;
 
     // Bytes whose value, read as a signed 8-bit number, is at most 32:
     // control characters, the blank, NUL and every byte from 128 up.
