@@ -313,3 +313,39 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(UnescapeXmlNull, NullTextIsEmpty) { EXPECT_EQ(unescapeXml(nullptr, 1), ""); }
 
 }  // namespace
+
+namespace {
+
+// findEither looks at eight bytes at a time; it must find what a byte loop
+// finds, from every offset and at every length, among bytes that differ
+// from the wanted ones only in the high bit or by one, with either of the
+// two wanted bytes first.
+TEST(FindEither, FindsWhatAByteLoopFinds) {
+    const char fillers[] = {'a', '\x80', static_cast<char>('"' | 0x80), '"' + 1, '"' - 1, '\x01', '\xff', '\x7f'};
+    const char wanted[][2] = {{'"', '\0'}, {'<', '\0'}, {'&', '\\'}};
+    for (const auto& pair : wanted) {
+        const char a = pair[0], b = pair[1];
+        for (const char filler : fillers) {
+            for (size_t len = 0; len <= 24; ++len) {
+                for (size_t at = 0; at <= len; ++at) {
+                    for (int which = 0; which < 2; ++which) {
+                        std::string text(len, filler);
+                        if (at < len) text[at] = pair[which];
+                        if (at + 3 < len) text[at + 3] = pair[1 - which];
+                        const char* const begin = text.data();
+                        const char* const end = begin + text.size();
+                        for (const char* from = begin; from <= end; ++from) {
+                            const char* expected = from;
+                            while (expected < end && *expected != a && *expected != b) ++expected;
+                            ASSERT_EQ(findEither(from, end, a, b), expected)
+                                << "filler " << int(filler) << ", length " << len << ", hit at " << at << ", from "
+                                << (from - begin);
+                        }
+                    }
+                }
+            }
+        }
+    }
+}
+
+}  // namespace
