@@ -209,7 +209,9 @@ public:
 
 // The attributes of a property that replies rarely carry, behind one pointer
 // that stays null until one of them is set to a non-empty text. An attribute
-// not set reads as "".
+// not set reads as "". The class origin is the one that comes often (the
+// queries ask for it); the others are rarer still and take a block of their
+// own.
 class RareAttributes {
 public:
     enum Which { ClassOrigin, Propagated, EmbeddedObject, ReferenceClass, ArraySize, Count };
@@ -225,18 +227,35 @@ public:
 
     const std::string& get(Which which) const {
         static const std::string none;
-        return texts ? (*texts)[which] : none;
+        if (!texts) return none;
+        if (which == ClassOrigin) return texts->classOrigin;
+        return texts->others ? (*texts->others)[which - 1] : none;
     }
     void set(Which which, std::string_view value) {
         if (!texts) {
             if (value.empty()) return;
             texts = std::make_unique<Texts>();
         }
-        (*texts)[which].assign(value);
+        if (which == ClassOrigin) {
+            texts->classOrigin.assign(value);
+            return;
+        }
+        if (!texts->others) {
+            if (value.empty()) return;
+            texts->others = std::make_unique<Others>();
+        }
+        (*texts->others)[which - 1].assign(value);
     }
 
 private:
-    using Texts = std::array<std::string, Count>;
+    using Others = std::array<std::string, Count - 1>;
+    struct Texts {
+        Texts() = default;
+        Texts(const Texts& other)
+            : classOrigin(other.classOrigin), others(other.others ? std::make_unique<Others>(*other.others) : nullptr) {}
+        std::string classOrigin;
+        std::unique_ptr<Others> others;
+    };
     std::unique_ptr<Texts> texts;
 };
 

@@ -89,6 +89,13 @@ TEST(Properties, AttributesAreKeptPerKind) {
     EXPECT_EQ(copy.referenceClass(), "T");
     EXPECT_EQ(copy.classOrigin(), "C");
     EXPECT_EQ(plain.referenceClass(), "");
+    PropertyXml changed = plain;   // its own texts, the class origin's and the rarer ones'
+    changed.rare.set(RareAttributes::Propagated, "false");
+    changed.rare.set(RareAttributes::ClassOrigin, "D");
+    EXPECT_EQ(plain.propagated(), "true");
+    EXPECT_EQ(plain.classOrigin(), "C");
+    EXPECT_EQ(changed.propagated(), "false");
+    EXPECT_EQ(changed.embeddedObject(), "object");
 
     const auto array = parse<PropertyXml>("<PROPERTY.ARRAY NAME=\"a\" TYPE=\"uint8\" ARRAYSIZE=\"4\"></PROPERTY.ARRAY>");
     EXPECT_EQ(array.kind, PropertyXml::Array);
