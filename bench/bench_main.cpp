@@ -3,7 +3,7 @@
 //
 //   rbz_bench                   the full table (N = 1,000, 10,000, 100,000)
 //   rbz_bench --sizes 10,500    other sizes (peak memory at the last one)
-//   rbz_bench --parsers rbz,pugixml --no-peak
+//   rbz_bench --parsers rbz-stream,pugixml --no-peak
 //                               only some parsers, no peak measurement (for
 //                               profiling one parser under perf or callgrind)
 //   rbz_bench --dump N          writes the generated reply to standard output
