@@ -4,6 +4,7 @@
 
 #include "xml/errors.h"
 
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -23,6 +24,35 @@ public:
             (*this)[i].toStringBuffer(buf, q);
         }
     }
+};
+
+// A value most objects do without, kept behind a pointer: 8 bytes until it
+// is made. Reads as an empty T while there is none; copies are deep.
+template <class T>
+class Rare {
+public:
+    Rare() = default;
+    Rare(const Rare& other) : held(other.held ? std::make_unique<T>(*other.held) : nullptr) {}
+    Rare& operator=(const Rare& other) {
+        if (this != &other) held = other.held ? std::make_unique<T>(*other.held) : nullptr;
+        return *this;
+    }
+    Rare(Rare&&) noexcept = default;
+    Rare& operator=(Rare&&) noexcept = default;
+
+    const T& get() const {
+        static const T none{};
+        return held ? *held : none;
+    }
+    // The value, made empty first when there is none.
+    T& make() {
+        if (!held) held = std::make_unique<T>();
+        return *held;
+    }
+    void reset() { held.reset(); }
+
+private:
+    std::unique_ptr<T> held;
 };
 
 template <class T>

@@ -118,7 +118,7 @@ ValueXml::ValueXml(const ValueXml& other)
       kind(other.kind),
       value(other.value),
       ref(other.ref ? other.ref->clone() : nullptr),
-      array(other.array ? std::make_unique<ArrayXml<ValueXml>>(*other.array) : nullptr) {}
+      array(other.array) {}
 
 ValueXml& ValueXml::operator=(const ValueXml& other) {
     if (this != &other) *this = ValueXml(other);
@@ -131,15 +131,9 @@ ValueXml::~ValueXml() = default;
 
 std::unique_ptr<RetValXml> ValueXml::clone() const { return std::make_unique<ValueXml>(*this); }
 
-const ArrayXml<ValueXml>& ValueXml::elements() const {
-    static const ArrayXml<ValueXml> none;
-    return array ? *array : none;
-}
+const ArrayXml<ValueXml>& ValueXml::elements() const { return array.get(); }
 
-ArrayXml<ValueXml>& ValueXml::elements() {
-    if (!array) array = std::make_unique<ArrayXml<ValueXml>>();
-    return *array;
-}
+ArrayXml<ValueXml>& ValueXml::elements() { return array.make(); }
 
 namespace {
 
@@ -556,7 +550,7 @@ PropertyXml::PropertyXml(XmlBuffer& xb) {
         if (XmlBuffer::nextEquals(next, "QUALIFIER")) {
             QualifierXml q(xb);
             if (!key) key = q.key;
-            qualifiers.add(std::move(q));
+            qualifierList.make().add(std::move(q));
         } else if (XmlBuffer::nextEquals(next, "VALUE")) {
             value.setInPlace().read(xb);
         } else {

@@ -84,7 +84,7 @@ public:
     std::unique_ptr<SubValueXml> ref;  // VALUE.REFERENCE
 
 private:
-    std::unique_ptr<ArrayXml<ValueXml>> array;   // most values are no arrays
+    Rare<ArrayXml<ValueXml>> array;   // most values are no arrays
 };
 
 class KeyValueXml {
@@ -282,9 +282,12 @@ public:
     const std::string& referenceClass() const { return rare.get(RareAttributes::ReferenceClass); }
     const std::string& arraySize() const { return rare.get(RareAttributes::ArraySize); }
 
+    // The QUALIFIERs, as raw text (most properties have none).
+    const ArrayXml<QualifierXml>& qualifiers() const { return qualifierList.get(); }
+
     std::string name, type;
     RareAttributes rare;
-    ArrayXml<QualifierXml> qualifiers;
+    Rare<ArrayXml<QualifierXml>> qualifierList;
     Option<ValueXml> value;
     int kind = Plain;
     int key = 0;

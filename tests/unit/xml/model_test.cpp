@@ -38,20 +38,27 @@ TEST(Qualifiers, ALaterQualifierDoesNotClearTheKeyFlag) {
         "<PROPERTY NAME=\"Tag\" TYPE=\"string\"><QUALIFIER NAME=\"Key\" TYPE=\"boolean\"><VALUE>true</VALUE></QUALIFIER>"
         "<QUALIFIER NAME=\"Description\" TYPE=\"string\"><VALUE>d</VALUE></QUALIFIER><VALUE>v</VALUE></PROPERTY>");
     EXPECT_EQ(p.key, 1);
-    ASSERT_EQ(p.qualifiers.size(), 2u);
-    EXPECT_EQ(p.qualifiers[0].key, 1);
-    EXPECT_EQ(p.qualifiers[1].key, 0);
-    EXPECT_EQ(p.qualifiers[1].text, "<QUALIFIER NAME=\"Description\" TYPE=\"string\"><VALUE>d</VALUE></QUALIFIER>");
+    ASSERT_EQ(p.qualifiers().size(), 2u);
+    EXPECT_EQ(p.qualifiers()[0].key, 1);
+    EXPECT_EQ(p.qualifiers()[1].key, 0);
+    EXPECT_EQ(p.qualifiers()[1].text, "<QUALIFIER NAME=\"Description\" TYPE=\"string\"><VALUE>d</VALUE></QUALIFIER>");
     EXPECT_EQ(p.value.val().value, "v");
+
+    // A copy has qualifiers of its own; a property without any reads none.
+    PropertyXml copy = p;
+    copy.qualifierList.make().add(copy.qualifiers()[0]);
+    EXPECT_EQ(p.qualifiers().size(), 2u);
+    EXPECT_EQ(copy.qualifiers().size(), 3u);
+    EXPECT_TRUE(parse<PropertyXml>("<PROPERTY NAME=\"N\" TYPE=\"string\"/>").qualifiers().empty());
 }
 
 TEST(Qualifiers, AnEmptyQualifierRunsOnToTheNextQualifiersEndTag) {
     const auto p = parse<PropertyXml>(
         "<PROPERTY NAME=\"Tag\" TYPE=\"string\"><QUALIFIER NAME=\"Key\" TYPE=\"boolean\"/>"
         "<QUALIFIER NAME=\"Description\" TYPE=\"string\"><VALUE>d</VALUE></QUALIFIER><VALUE>v</VALUE></PROPERTY>");
-    ASSERT_EQ(p.qualifiers.size(), 1u);
+    ASSERT_EQ(p.qualifiers().size(), 1u);
     EXPECT_EQ(p.key, 1);
-    EXPECT_EQ(p.qualifiers[0].text,
+    EXPECT_EQ(p.qualifiers()[0].text,
               "<QUALIFIER NAME=\"Key\" TYPE=\"boolean\"/><QUALIFIER NAME=\"Description\" TYPE=\"string\">"
               "<VALUE>d</VALUE></QUALIFIER>");
     EXPECT_EQ(p.value.val().value, "v");

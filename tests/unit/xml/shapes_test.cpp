@@ -30,7 +30,7 @@ Read readProperty(const std::string& text) {
     r.classOrigin = p.classOrigin();
     r.kind = p.kind;
     r.key = p.key;
-    r.qualifiers = p.qualifiers.size();
+    r.qualifiers = p.qualifiers().size();
     r.hasValue = p.value.exists();
     if (r.hasValue) {
         r.valueKind = p.value.val().kind;
