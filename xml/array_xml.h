@@ -50,6 +50,7 @@ public:
         return *held;
     }
     void reset() { held.reset(); }
+    bool made() const { return held != nullptr; }
 
 private:
     std::unique_ptr<T> held;

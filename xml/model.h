@@ -216,47 +216,28 @@ class RareAttributes {
 public:
     enum Which { ClassOrigin, Propagated, EmbeddedObject, ReferenceClass, ArraySize, Count };
 
-    RareAttributes() = default;
-    RareAttributes(const RareAttributes& other) : texts(other.texts ? std::make_unique<Texts>(*other.texts) : nullptr) {}
-    RareAttributes& operator=(const RareAttributes& other) {
-        if (this != &other) texts = other.texts ? std::make_unique<Texts>(*other.texts) : nullptr;
-        return *this;
-    }
-    RareAttributes(RareAttributes&&) noexcept = default;
-    RareAttributes& operator=(RareAttributes&&) noexcept = default;
-
     const std::string& get(Which which) const {
-        static const std::string none;
-        if (!texts) return none;
-        if (which == ClassOrigin) return texts->classOrigin;
-        return texts->others ? (*texts->others)[which - 1] : none;
+        const Texts& t = texts.get();
+        return which == ClassOrigin ? t.classOrigin : t.others.get()[which - 1];
     }
     void set(Which which, std::string_view value) {
-        if (!texts) {
-            if (value.empty()) return;
-            texts = std::make_unique<Texts>();
-        }
+        if (value.empty() && !texts.made()) return;
+        Texts& t = texts.make();
         if (which == ClassOrigin) {
-            texts->classOrigin.assign(value);
+            t.classOrigin.assign(value);
             return;
         }
-        if (!texts->others) {
-            if (value.empty()) return;
-            texts->others = std::make_unique<Others>();
-        }
-        (*texts->others)[which - 1].assign(value);
+        if (value.empty() && !t.others.made()) return;
+        t.others.make()[which - 1].assign(value);
     }
 
 private:
     using Others = std::array<std::string, Count - 1>;
     struct Texts {
-        Texts() = default;
-        Texts(const Texts& other)
-            : classOrigin(other.classOrigin), others(other.others ? std::make_unique<Others>(*other.others) : nullptr) {}
         std::string classOrigin;
-        std::unique_ptr<Others> others;
+        Rare<Others> others;
     };
-    std::unique_ptr<Texts> texts;
+    Rare<Texts> texts;
 };
 
 class PropertyXml {
