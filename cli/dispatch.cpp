@@ -24,13 +24,13 @@ constexpr size_t kReplacedLength = 120;
 
 using ItemReport = void (*)(URL&, std::string&, InstanceXml&, std::ostream&);
 
-// The queries: an enumeration with a table report, or one instance with an
+// The queries: an enumeration with a list report, or one instance with an
 // inquiry report. Every other option takes the method path.
 struct Query {
     subcmd option;
     const ListLayout* list;   // enumInstances
-    ItemReport item;    // getInstance
-    bool noneIfEmpty;   // print "None" when nothing came back
+    ItemReport item;          // getInstance
+    bool noneIfEmpty;         // print "None" when nothing came back
 };
 constexpr Query kQueries[] = {
     {subcmd::rsf_info, &kRaidSetInfoReport, nullptr, true},
