@@ -4,6 +4,7 @@
 #pragma once
 
 #include "cim/url.h"
+#include "xml/arrival.h"
 #include "xml/classes.h"
 #include "xml/envelope.h"
 #include "xml/model.h"
@@ -18,6 +19,20 @@ struct CimErrorData {
     std::string errorHeader;
 };
 
+// The reply to a request, whose body may be read while it arrives.
+class IncomingReply {
+public:
+    virtual ~IncomingReply() = default;
+    // The body as it arrives; null when it is had only whole, from take().
+    virtual Arrival* arrival() = 0;
+    // The whole body once the transfer is over; throws what getResponse()
+    // throws.
+    virtual std::string take() = 0;
+    // For a body read through arrival(): waits for the end of the transfer
+    // and throws what getResponse() would have thrown for it.
+    virtual void finish() = 0;
+};
+
 class Cimom {
 public:
     static const char* const xmlHeader;
@@ -29,6 +44,9 @@ public:
     virtual void genRequest(URL& url, const char* name, bool isMethodCall, bool hasKeys) = 0;
     virtual void addPayload(const std::string& document) = 0;
     virtual std::string getResponse() = 0;
+    // In place of getResponse(): the reply, read while it arrives where the
+    // transport can do that; by default had whole from getResponse().
+    virtual std::unique_ptr<IncomingReply> getResponseArriving();
     virtual ~Cimom();
     virtual void setClientCertificates(const char* caCert, int noVerify, const char* clientCert,
                                        const char* clientKey) = 0;
@@ -101,4 +119,7 @@ protected:
 private:
     // Hands a finished document to the transport and returns the reply.
     std::string send(const std::string& document);
+    // Starts the request (genRequest) and writes its document.
+    std::string enumInstancesRequest(URL& url, const char* propertyList, bool deepInheritance,
+                                     bool includeQualifiers, bool includeClassOrigin, bool localOnly);
 };

@@ -11,6 +11,7 @@
 // Outcome; anything else escapes from it, and the fuzz target aborts on it.
 #pragma once
 
+#include "xml/arrival.h"
 #include "xml/classes.h"
 #include "xml/envelope.h"
 #include "xml/model.h"
@@ -23,6 +24,13 @@
 #include <stdexcept>
 #include <string>
 #include <typeinfo>
+#include <vector>
+#include <algorithm>
+#include <cstring>
+
+#if defined(__SANITIZE_ADDRESS__)
+#include <sanitizer/asan_interface.h>
+#endif
 
 namespace cimxmlfuzz {
 
@@ -237,11 +245,13 @@ inline Result readWhole(const std::string& body) {
 }
 
 // Named instances of a list through a sink; any other result as it comes.
-inline Result readStreamed(const std::string& body) {
+// `parse` makes the CimXml that reads into the sink.
+template <class Parse>
+Result readThroughSink(Parse parse) {
     return outcomeOf([&]() -> Result {
         RenderEach each;
-        CimXml reply(body, 0, &each);
-        RetValXml& result = *reply.getReturnData();
+        const std::unique_ptr<CimXml> reply = parse(each);
+        RetValXml& result = *reply->getReturnData();
         if (each.failure) std::rethrow_exception(each.failure);
         if (result.type == TypeNamedInstances) {
             if (!detail::as<NamedInstancesXml>(result).items.empty())
@@ -256,11 +266,86 @@ inline Result readStreamed(const std::string& body) {
     });
 }
 
+inline Result readStreamed(const std::string& body) {
+    return readThroughSink([&](NamedInstanceSink& sink) { return std::make_unique<CimXml>(body, 0, &sink); });
+}
+
+// A body that comes in a piece at a time, each time the reader waits: the
+// pieces' sizes go round `pieces`. Under AddressSanitizer the bytes not yet
+// in are poisoned, so a read of one stops the run.
+class Trickle final : public Arrival {
+public:
+    Trickle(const std::string& body, std::vector<size_t> pieces)
+        : storage(body.size() + 1, '\x7f'), body(body), pieces(std::move(pieces)) {
+        poison(0);
+    }
+    ~Trickle() { unpoison(storage.size()); }
+    Trickle(const Trickle&) = delete;
+    Trickle& operator=(const Trickle&) = delete;
+
+    char* data() override { return &storage[0]; }
+    size_t size() const override { return body.size(); }
+    Progress waitBeyond(size_t) override {
+        const size_t piece = std::max<size_t>(1, pieces[next++ % pieces.size()]);
+        const size_t more = std::min(piece, last - in);
+        unpoison(in + more);
+        std::memcpy(&storage[in], body.data() + in, more);
+        in += more;
+        return {in, in == last};
+    }
+    // The transfer breaks off after `count` bytes.
+    void endAfter(size_t count) { last = std::min(count, body.size()); }
+    size_t received() const { return in; }
+
+private:
+    void poison(size_t from) {
+        (void)from;
+#if defined(__SANITIZE_ADDRESS__)
+        ASAN_POISON_MEMORY_REGION(&storage[from], storage.size() - from);
+#endif
+    }
+    void unpoison(size_t to) {
+        (void)to;
+#if defined(__SANITIZE_ADDRESS__)
+        ASAN_UNPOISON_MEMORY_REGION(&storage[0], to);
+#endif
+    }
+
+    std::string storage;
+    const std::string& body;
+    std::vector<size_t> pieces;
+    size_t next = 0;
+    size_t in = 0;
+    size_t last = body.size();
+};
+
+// The same through a body that arrives in pieces, read while it comes in.
+inline Result readArriving(const std::string& body, std::vector<size_t> pieces) {
+    Trickle arrival(body, std::move(pieces));
+    return readThroughSink([&](NamedInstanceSink& sink) { return std::make_unique<CimXml>(arrival, 0, sink); });
+}
+
+// Piece sizes for an input: the whole, single bytes, and a mix drawn from
+// the input's own bytes, so that the fuzzer moves the window ends around.
+inline std::vector<std::vector<size_t>> piecesFor(const std::string& body) {
+    std::vector<size_t> mixed;
+    for (size_t i = 0; i < body.size() && mixed.size() < 16; i += 61)
+        mixed.push_back(static_cast<unsigned char>(body[i]) % 97 + 1);
+    if (mixed.empty()) mixed.push_back(3);
+    return {{body.size()}, {1}, {7, 200}, mixed};
+}
+
 inline Result replay(const uint8_t* data, size_t size) {
     const std::string body(reinterpret_cast<const char*>(data), size);
     const Result whole = readWhole(body), streamed = readStreamed(body);
     if (whole.outcome != streamed.outcome || whole.text != streamed.text)
         throw StreamMismatch("read while parsing: \"" + streamed.text + "\", read whole: \"" + whole.text + "\"");
+    for (std::vector<size_t>& pieces : piecesFor(body)) {
+        const Result arriving = readArriving(body, pieces);
+        if (arriving.outcome != streamed.outcome || arriving.text != streamed.text)
+            throw StreamMismatch("read while arriving: \"" + arriving.text + "\", read whole: \"" +
+                                 streamed.text + "\"");
+    }
     return outcomeOf([&]() -> Result {
         std::string text;
         std::unique_ptr<RetValXml> taken;

@@ -20,6 +20,9 @@
 #include <iostream>
 #include <new>
 #include <string_view>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
 
 int dumpXml = 0;
 int reqChunking = 0;
@@ -317,9 +320,16 @@ size_t CimomCurl::headerCb(char* ptr, size_t size, size_t nmemb, void* record) {
 }
 
 std::string CimomCurl::getResponse() {
+    startResponse();
+    return endResponse(curl_easy_perform(curl.get()), 0);
+}
+
+void CimomCurl::startResponse() {
     replyBuffer.take();
     response.clear();
-    const CURLcode rc = curl_easy_perform(curl.get());
+}
+
+std::string CimomCurl::endResponse(CURLcode rc, size_t arrived) {
     if (rc != CURLE_OK) {
         long status = 0;
         curl_easy_getinfo(curl.get(), CURLINFO_RESPONSE_CODE, &status);
@@ -338,11 +348,146 @@ std::string CimomCurl::getResponse() {
     if (dumpXml) std::cerr << "From server: " << reply << std::endl;
 
     if (!statusIsSuccess(cimErrorData)) throw statusError(cimErrorData);
-    if (reply.empty()) throw HttpException("No data received from server.");
+    if (reply.empty() && arrived == 0) throw HttpException("No data received from server.");
 
     pause();
     return reply;
 }
+
+// One transfer on a thread of its own. The thread (libcurl's write
+// callback) decides at the first body byte whether the body can be read
+// while it arrives, stores the bytes and counts them under the lock; the
+// reading thread waits on the count. The handle is the thread's from the
+// start of the transfer until it is joined.
+class CimomCurl::Transfer final : public IncomingReply, public Arrival {
+public:
+    explicit Transfer(CimomCurl& owner) : owner(owner) {
+        owner.startResponse();
+        CURL* h = owner.curl.get();
+        curl_easy_setopt(h, CURLOPT_WRITEFUNCTION, &Transfer::writeCb);
+        curl_easy_setopt(h, CURLOPT_WRITEDATA, this);
+        worker = std::thread([this] { run(); });
+    }
+    ~Transfer() override { join(); }
+    Transfer(const Transfer&) = delete;
+    Transfer& operator=(const Transfer&) = delete;
+
+    Arrival* arrival() override {
+        std::unique_lock<std::mutex> lock(mutex);
+        changed.wait(lock, [this] { return mode != Mode::Undecided; });
+        return mode == Mode::Arriving ? this : nullptr;
+    }
+    std::string take() override { return end(); }
+    void finish() override { end(); }
+
+    char* data() override { return storage.get(); }
+    size_t size() const override { return length; }
+    Progress waitBeyond(size_t have) override {
+        std::unique_lock<std::mutex> lock(mutex);
+        waiting = true;
+        changed.wait(lock, [&] { return in > have || ended; });
+        waiting = false;
+        return {in, ended};
+    }
+
+
+private:
+    enum class Mode { Undecided, Arriving, Whole };
+
+    void run() {
+        const CURLcode code = curl_easy_perform(owner.curl.get());
+        std::lock_guard<std::mutex> lock(mutex);
+        rc = code;
+        ended = true;
+        if (mode == Mode::Undecided) mode = Mode::Whole;
+        changed.notify_all();
+    }
+
+    // getResponse()'s checks on the finished transfer.
+    std::string end() {
+        join();
+        if (failure) std::rethrow_exception(failure);
+        return owner.endResponse(rc, in);
+    }
+
+    // The handle goes back to the owner's own write callback.
+    void join() {
+        if (!worker.joinable()) return;
+        worker.join();
+        CURL* h = owner.curl.get();
+        curl_easy_setopt(h, CURLOPT_WRITEFUNCTION, &CimomCurl::writeCb);
+        curl_easy_setopt(h, CURLOPT_WRITEDATA, static_cast<std::ostream*>(&owner.response));
+    }
+
+    static size_t writeCb(char* ptr, size_t size, size_t nmemb, void* self) {
+        return static_cast<Transfer*>(self)->write(ptr, size * nmemb);
+    }
+
+    // No exception may cross libcurl: one is kept for end() and stops the
+    // transfer.
+    size_t write(const char* ptr, size_t count) {
+        try {
+            if (mode == Mode::Undecided) decide();
+            if (mode == Mode::Whole) return CimomCurl::writeCb(const_cast<char*>(ptr), 1, count, &owner.response);
+            // More than the length announced: libcurl keeps to it, but the
+            // room ends there.
+            if (count > length - in) return 0;
+            std::memcpy(storage.get() + in, ptr, count);
+            std::lock_guard<std::mutex> lock(mutex);
+            in += count;
+            if (waiting) changed.notify_one();
+            return count;
+        } catch (...) {
+            failure = std::current_exception();
+            return 0;
+        }
+    }
+
+    // Read while it arrives: a body of announced length, within the most the
+    // reply buffer sets aside, and not while the reply is traced.
+    void decide() {
+        constexpr curl_off_t mostStored = curl_off_t{256} << 20;
+        CURL* h = owner.curl.get();
+        curl_off_t announced = -1;
+        bool fits = !dumpXml && curl_easy_getinfo(h, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &announced) == CURLE_OK &&
+                    announced > 0 && announced <= mostStored && !transferEncoded(h);
+        if (fits) {
+            storage.reset(new (std::nothrow) char[static_cast<size_t>(announced) + 1]);
+            fits = storage != nullptr;
+        }
+        std::lock_guard<std::mutex> lock(mutex);
+        if (fits) length = static_cast<size_t>(announced);
+        mode = fits ? Mode::Arriving : Mode::Whole;
+        changed.notify_all();
+    }
+
+    // A Transfer-Encoding makes the body's length the encoding's, whatever
+    // Content-Length says. Without the header interface the answer is yes.
+    static bool transferEncoded(CURL* h) {
+#if LIBCURL_VERSION_NUM >= 0x075400
+        curl_header* header = nullptr;
+        return curl_easy_header(h, "Transfer-Encoding", 0, CURLH_HEADER, -1, &header) != CURLHE_MISSING;
+#else
+        (void)h;
+        return true;
+#endif
+    }
+
+    CimomCurl& owner;
+    std::thread worker;
+    std::mutex mutex;
+    std::condition_variable changed;
+    Mode mode = Mode::Undecided;      // set once, under the lock
+    std::unique_ptr<char[]> storage;  // length + 1 bytes when arriving
+    size_t length = 0;
+    size_t in = 0;                    // written by the transfer's thread, under the lock
+    bool waiting = false;
+    bool ended = false;
+    CURLcode rc = CURLE_OK;
+    std::exception_ptr failure;       // from the write callback
+};
+
+std::unique_ptr<IncomingReply> CimomCurl::getResponseArriving() { return std::make_unique<Transfer>(*this); }
 
 void CimomCurl::pause() {
     if (waitTime > 0) {

@@ -84,16 +84,25 @@ InstanceNameXml readObjectPath(XmlBuffer& xb) { return InstanceNameXml(xb, true)
 
 // The first result, and when more of the same element follow, a list of all
 // (of named instances, handed to the sink instead when there is one).
+//
+// A body that is still arriving is read an item at a time, each as soon as
+// it is in; only lists handed to a sink are read that way.
 template <class One, class List, One (*read)(XmlBuffer&)>
 std::unique_ptr<RetValXml> readResults(XmlBuffer& xb, const char* tag, NamedInstanceSink* sink) {
-    One first = read(xb);
+    constexpr bool sinkable = std::is_same_v<One, NamedInstanceXml>;
+    One first = sinkable ? xb.guarded([&xb] { return read(xb); }) : read(xb);
+    if (sinkable && sink) xb.awaitItem();
     if (!XmlBuffer::nextEquals(xb.nextTag(), tag)) return std::make_unique<One>(std::move(first));
     auto list = std::make_unique<List>();
-    if constexpr (std::is_same_v<One, NamedInstanceXml>) {
+    if constexpr (sinkable) {
         if (sink) {
+            xb.handedOver();
             sink->take(first);
-            while (XmlBuffer::nextEquals(xb.nextTag(), tag)) {
-                One item = read(xb);
+            for (;;) {
+                xb.awaitItem();
+                if (!XmlBuffer::nextEquals(xb.nextTag(), tag)) break;
+                One item = xb.guarded([&xb] { return read(xb); });
+                xb.handedOver();
                 sink->take(item);
             }
             return list;
@@ -294,6 +303,27 @@ const XmlElement CimXml::elm{"CIMVERSION", "DTDVERSION"};
 
 CimXml::CimXml(std::string body, int flag, NamedInstanceSink* sink)
     : buffer(std::make_unique<XmlBuffer>(std::move(body))) {
+    read(flag, sink);
+}
+
+// A failure that may come from reading only the first window is read again
+// on the whole body, from a fresh start.
+CimXml::CimXml(Arrival& arrival, int flag, NamedInstanceSink& sink)
+    : buffer(std::make_unique<XmlBuffer>(arrival, "VALUE.NAMEDINSTANCE")) {
+    for (;;) {
+        try {
+            read(flag, &sink);
+            return;
+        } catch (...) {
+            if (!buffer->restartWhole()) throw;
+        }
+        cimVersion.clear();
+        dtdVersion.clear();
+        message.reset();
+    }
+}
+
+void CimXml::read(int flag, NamedInstanceSink* sink) {
     XmlBuffer& xb = *buffer;
     if (!xb.xmlHdr()) throw ParseException("Expecting ?xml element");
     XmlAttr attr(elm.attrs.size());

@@ -101,6 +101,9 @@ class CimXml {
 public:
     // With a sink, the instances of an enumeration go there as they are read.
     CimXml(std::string body, int flag, NamedInstanceSink* sink = nullptr);
+    // The same for a body that is still arriving: the result, the sink's
+    // items and any failure are those of the whole body.
+    CimXml(Arrival& arrival, int flag, NamedInstanceSink& sink);
     // The simple response's result, still owned by this tree.
     RetValXml* getReturnData();
     // The same checks, but ownership of the result moves to the caller (for a
@@ -111,4 +114,7 @@ public:
     std::string cimVersion, dtdVersion;
     std::unique_ptr<XmlBuffer> buffer;
     std::unique_ptr<MessageXml> message;
+
+private:
+    void read(int flag, NamedInstanceSink* sink);
 };

@@ -49,7 +49,111 @@ void XmlBuffer::traceChar(char c) const {
     std::fprintf(stderr, "--- XmlBuffer::getChar('%c'): %c\n", c, cursor < end() ? *cursor : ' ');
 }
 
-XmlBuffer::XmlBuffer(std::string body) : text(std::move(body)), cursor(&text[0]) {}
+XmlBuffer::XmlBuffer(std::string body)
+    : text(std::move(body)), base(&text[0]), stop(base + text.size()), cursor(base) {}
+
+XmlBuffer::Incoming::Incoming(Arrival& arrival, std::string_view itemTag)
+    : arrival(arrival), closeTag("</" + std::string(itemTag) + ">") {}
+
+XmlBuffer::XmlBuffer(Arrival& arrival, std::string_view itemTag)
+    : base(arrival.data()),
+      stop(base),
+      incoming(std::make_unique<Incoming>(arrival, itemTag)),
+      cursor(base) {
+    nextWindow();
+}
+
+// The window's NUL goes back to the byte that arrived there: the storage is
+// the transfer's, and may outlive this reader.
+XmlBuffer::~XmlBuffer() {
+    if (incoming && incoming->open) *stop = incoming->saved;
+}
+
+void XmlBuffer::awaitItemSlow() {
+    const char* p = cursor;
+    while (p < stop && isSpace(*p)) ++p;
+    if (p == stop) nextWindow();
+}
+
+// The last `</item>` in [from, to) with a blank after it that is in as well.
+// Searched from the back: the last one is within the last item.
+char* XmlBuffer::lastBoundary(char* from, char* to) const {
+    const std::string_view tag = incoming->closeTag;
+    const char* const received = base + incoming->in;
+    for (char* p = to; p - from >= static_cast<ptrdiff_t>(tag.size());) {
+        char* const gt = static_cast<char*>(memrchr(from, '>', static_cast<size_t>(p - from)));
+        if (gt == nullptr) break;
+        char* const after = gt + 1;
+        if (after < received && (*after == ' ' || *after == '\n' || *after == '\r' || *after == '\t') &&
+            gt + 1 - from >= static_cast<ptrdiff_t>(tag.size()) &&
+            std::memcmp(after - tag.size(), tag.data(), tag.size()) == 0)
+            return after;
+        p = gt;
+    }
+    return nullptr;
+}
+
+// A window from the cursor to the last item end in reach, once there is
+// one; the whole body when none comes within windowReach bytes or the
+// transfer ends first.
+void XmlBuffer::nextWindow() {
+    Incoming& in = *incoming;
+    if (in.open) *stop = in.saved;
+    in.open = false;
+    const size_t tagSize = in.closeTag.size();
+    char* searched = cursor;   // no item ends with its blank in [cursor, searched)
+    for (;;) {
+        const size_t from = static_cast<size_t>(cursor - base);
+        const size_t reach = std::min(in.in, from + windowReach);
+        // Bytes searched before without a find are searched again only as
+        // far back as an end tag that may have been waiting for its blank.
+        char* const lowest = searched - cursor > static_cast<ptrdiff_t>(tagSize) ? searched - tagSize : cursor;
+        if (char* end = lastBoundary(lowest, base + reach)) {
+            in.windowStart = cursor;
+            in.pristine.assign(cursor, end + 1);
+            in.saved = *end;
+            *end = '\0';
+            stop = end;
+            in.open = true;
+            return;
+        }
+        if (in.done || reach == from + windowReach) break;
+        searched = base + reach;
+        const Arrival::Progress progress = in.arrival.waitBeyond(in.in);
+        in.in = progress.in;
+        in.done = progress.done;
+    }
+    becomeWhole();
+}
+
+void XmlBuffer::becomeWhole() {
+    Incoming& in = *incoming;
+    if (in.open) *stop = in.saved;
+    while (!in.done) {
+        const Arrival::Progress progress = in.arrival.waitBeyond(in.in);
+        in.in = progress.in;
+        in.done = progress.done;
+    }
+    stop = base + in.in;
+    *stop = '\0';   // the byte after the body; the writer is done with it
+    incoming.reset();
+}
+
+void XmlBuffer::rewindWhole(char* from) {
+    Incoming& in = *incoming;
+    const size_t offset = static_cast<size_t>(from - in.windowStart);
+    std::memcpy(from, in.pristine.data() + offset, in.pristine.size() - offset);
+    cursor = from;
+    becomeWhole();
+}
+
+bool XmlBuffer::restartWhole() {
+    if (!incoming || incoming->handedOver || !incoming->open || incoming->windowStart != base) return false;
+    spill.clear();
+    depth = 0;
+    rewindWhole(base);
+    return true;
+}
 
 XmlBuffer::XmlBuffer(const XmlBuffer&) { throw ParseException("I told you not to!"); }
 
@@ -266,7 +370,7 @@ std::string_view XmlBuffer::contentText(const XmlAttr* attr) {
     // tag, which leaves room for its terminating NUL in front of the "<" of
     // the end tag.
     const size_t len = static_cast<size_t>(cursor - start);
-    if (start - &text[0] < 2) {
+    if (start - base < 2) {
         spill.assign(start, len);
         return spill;
     }

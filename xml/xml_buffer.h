@@ -2,12 +2,14 @@
 // element parsers (recursive descent). Not a general XML parser.
 #pragma once
 
+#include "xml/arrival.h"
 #include "xml/errors.h"
 #include "xml/render_flags.h"
 #include "xml/string_array.h"
 
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -61,8 +63,46 @@ public:
 class XmlBuffer {
 public:
     explicit XmlBuffer(std::string body);
+    // A body that is still arriving, read a window at a time: each window
+    // ends after an `</itemTag>` (and the blank after it) that is already
+    // in, and the list reader asks for the next one (awaitItem). Reads of a
+    // window give what reads of the whole body would, or are done again on
+    // the whole body (guarded, restartWhole). Blocks until the first window
+    // or the whole body is in.
+    XmlBuffer(Arrival& arrival, std::string_view itemTag);
+    ~XmlBuffer();
     XmlBuffer(const XmlBuffer&);   // throws ParseException("I told you not to!")
     XmlBuffer& operator=(const XmlBuffer&) = delete;
+
+    // Before the next item of a list: when the window holds no more than
+    // blanks, waits for a window further on, or for the whole body.
+    void awaitItem() {
+        if (incoming) awaitItemSlow();
+    }
+    // Reads one item. When the read fails while only a window is in, the
+    // bytes it may have cut are put back and it is read again from the same
+    // place once the whole body is in; the second outcome stands.
+    template <class Read>
+    auto guarded(Read&& read) -> decltype(read()) {
+        if (!incoming) return read();
+        char* const start = cursor;
+        try {
+            return read();
+        } catch (...) {
+            if (!incoming) throw;
+        }
+        rewindWhole(start);
+        return read();
+    }
+    // An item left the reader (to a sink): what has been read can no longer
+    // be read again from the start.
+    void handedOver() {
+        if (incoming) incoming->handedOver = true;
+    }
+    // After a failure before any item was handed over and while the first
+    // window was all there was: the body put back as it arrived, the cursor
+    // at its start, and the whole body in. False when the failure stands.
+    bool restartWhole();
 
     void skipWS() {
         if (DBGXB) trace("skipWS()");
@@ -150,8 +190,8 @@ public:
     int xmlHdr();
 
     const char* cur() const { return cursor; }
-    const char* begin() const { return text.data(); }
-    const char* end() const { return text.data() + text.size(); }
+    const char* begin() const { return base; }
+    const char* end() const { return stop; }
 
     // Element parsers that can recurse (values, references, key bindings)
     // hold one of these for as long as they run, so that a hostile document
@@ -212,11 +252,36 @@ private:
     // The quoted value after '=' (see getValue), cut in place.
     std::string_view valueText();
     size_t left() const { return static_cast<size_t>(end() - cursor); }
-    char* limit() { return &text[0] + text.size(); }
+    char* limit() { return stop; }
     static void trace(const char* what, std::string_view arg = {});
     void traceChar(char c) const;
 
-    std::string text;       // the private copy, NUL-terminated by std::string
+    // While the body arrives. The window is [windowStart, stop); the byte at
+    // stop, a blank as it arrived, holds a NUL for as long as the window
+    // ends there, so the scanner sees the window as it sees a whole body.
+    struct Incoming {
+        Incoming(Arrival& arrival, std::string_view itemTag);
+        Arrival& arrival;
+        std::string closeTag;       // "</" itemTag ">"
+        size_t in = 0;              // bytes known to be in
+        bool done = false;
+        bool open = false;          // a window is set
+        char* windowStart = nullptr;
+        char saved = 0;             // the byte under the NUL at stop
+        std::string pristine;       // [windowStart, stop] as it arrived
+        bool handedOver = false;
+    };
+    static constexpr size_t windowReach = 512 * 1024;
+    void awaitItemSlow();
+    void nextWindow();
+    char* lastBoundary(char* from, char* to) const;
+    void rewindWhole(char* from);
+    void becomeWhole();
+
+    std::string text;       // a body had whole, NUL-terminated by std::string
+    char* base = nullptr;   // the body's first byte
+    char* stop = nullptr;   // the end of what may be read: the body's or the window's
+    std::unique_ptr<Incoming> incoming;   // null once the whole body is in
     char* cursor = nullptr;
     std::string spill;      // content that had no room to move in place
     int depth = 0;

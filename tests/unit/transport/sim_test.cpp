@@ -189,6 +189,45 @@ TEST_F(SimTest, EnumeratesOverTls) {
     EXPECT_EQ(sent[0].object, "quilo%2Fcimv2");
 }
 
+// Renders every instance it is given, one line each.
+struct Count final : NamedInstanceSink {
+    void take(NamedInstanceXml& item) override {
+        item.instance.toStringBuffer(text, "");
+        text += '\n';
+        ++items;
+    }
+    std::string text;
+    size_t items = 0;
+};
+
+std::string renderAll(const NamedInstancesXml& list) {
+    std::string text;
+    for (const NamedInstanceXml& item : list.items) {
+        item.instance.toStringBuffer(text, "");
+        text += '\n';
+    }
+    return text;
+}
+
+// The same enumeration read whole and read while it arrives, twice over one
+// connection, with a method call in between.
+TEST_F(SimTest, ReadWhileArrivingGivesWhatTheWholeReplyGives) {
+    start();
+    URL url(sim->path(secret, "Quilo_DiskDrive").c_str());
+    std::unique_ptr<NamedInstancesXml> whole = transport.enumInstances(url, nullptr, true, false, true, false);
+    ASSERT_NE(whole, nullptr);
+    Count first;
+    EXPECT_TRUE(transport.enumInstances(url, nullptr, true, false, true, false, first));
+    URL controller(sim->path(secret, controllerClass).c_str());
+    EXPECT_NE(transport.callMethod2str(&controller, "SetWaTP", "Period=2").find("SetWaTP"), std::string::npos);
+    Count second;
+    EXPECT_TRUE(transport.enumInstances(url, nullptr, true, false, true, false, second));
+    EXPECT_EQ(first.items, whole->items.size());
+    EXPECT_EQ(first.text, renderAll(*whole));
+    EXPECT_EQ(second.text, first.text);
+    EXPECT_EQ(sim->connections(), 1u);
+}
+
 TEST_F(SimTest, EveryRequestOfARunTravelsOverOneConnection) {
     start();
     URL volume(sim->path(secret, "Quilo_StorageVolume.VolumeNo=1").c_str());
@@ -258,6 +297,14 @@ const FailureCase failureCases[] = {
     // The status header wins over the body, and over an empty body too.
     {"CimStatusHeaderWithEmptyBody", "EnumerateInstances:cimstatus=1:desc=down:truncate=0", secret,
      "Cim: (1) CIM_ERR_FAILED: down", ""},
+    {"CimStatusHeaderWithBrokenBody", "EnumerateInstances:cimstatus=1:desc=down:malformed", secret,
+     "Cim: (1) CIM_ERR_FAILED: down", ""},
+    // The body breaks off after a few items: the transfer's failure is told,
+    // not what the items read so far made of the body.
+    {"ConnectionClosedInTheBody", "EnumerateInstances:hangup=9000", secret,
+     "Http Exception: Transferred a partial file", "CimomCurl::getResponseTransferred a partial file"},
+    {"CutBody", "EnumerateInstances:truncate=9000", secret, "Parse Exception: Bad attribute list for PROPERTY: ",
+     "waiting 1s...\n"},
 };
 
 class SimFailureTest : public SimTest, public testing::WithParamInterface<FailureCase> {};
@@ -268,6 +315,25 @@ TEST_P(SimFailureTest, Message) {
     waitTime = 1;   // no pause after a failed reply
     testing::internal::CaptureStdout();
     const std::string message = enumerationFailure(c.credentials, "Quilo_DiskDrive");
+    const std::string printed = testing::internal::GetCapturedStdout();
+    EXPECT_EQ(message, c.message);
+    EXPECT_EQ(printed, c.printed);
+}
+
+// Read while it arrives, as the reports read, a reply fails the same way.
+TEST_P(SimFailureTest, MessageWhenReadWhileArriving) {
+    const FailureCase& c = GetParam();
+    start(*c.scenario ? std::vector<std::string>{"--scenario", c.scenario} : std::vector<std::string>{});
+    waitTime = 1;
+    testing::internal::CaptureStdout();
+    URL url(sim->path(c.credentials, "Quilo_DiskDrive").c_str());
+    Count sink;
+    std::string message;
+    try {
+        transport.enumInstances(url, nullptr, true, false, true, false, sink);
+    } catch (const XmlException& e) {
+        message = e.getMsg();
+    }
     const std::string printed = testing::internal::GetCapturedStdout();
     EXPECT_EQ(message, c.message);
     EXPECT_EQ(printed, c.printed);
