@@ -6,6 +6,7 @@
 #include "xml/text.h"
 #include "xml/render_flags.h"
 
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <array>
@@ -354,6 +355,38 @@ std::string CimomCurl::endResponse(CURLcode rc, size_t arrived) {
     return reply;
 }
 
+namespace {
+
+// Room for a body of known length, straight from the kernel. Large pages
+// are asked for: a body of many megabytes is otherwise stored at the cost
+// of a page fault every 4 KiB, and on a small host those faults took more
+// time than the rest of the receiving. Without them it is ordinary memory.
+class Room {
+public:
+    Room() = default;
+    ~Room() {
+        if (bytes != nullptr) munmap(bytes, length);
+    }
+    Room(const Room&) = delete;
+    Room& operator=(const Room&) = delete;
+
+    bool reserve(size_t size) {
+        void* p = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (p == MAP_FAILED) return false;
+        madvise(p, size, MADV_HUGEPAGE);
+        bytes = static_cast<char*>(p);
+        length = size;
+        return true;
+    }
+    char* get() const { return bytes; }
+
+private:
+    char* bytes = nullptr;
+    size_t length = 0;
+};
+
+}  // namespace
+
 // One transfer on a thread of its own. The thread (libcurl's write
 // callback) decides at the first body byte whether the body can be read
 // while it arrives, stores the bytes and counts them under the lock; the
@@ -452,8 +485,7 @@ private:
         bool fits = !dumpXml && curl_easy_getinfo(h, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &announced) == CURLE_OK &&
                     announced > 0 && announced <= mostStored && !transferEncoded(h);
         if (fits) {
-            storage.reset(new (std::nothrow) char[static_cast<size_t>(announced) + 1]);
-            fits = storage != nullptr;
+            fits = storage.reserve(static_cast<size_t>(announced) + 1);
         }
         std::lock_guard<std::mutex> lock(mutex);
         if (fits) length = static_cast<size_t>(announced);
@@ -478,7 +510,7 @@ private:
     std::mutex mutex;
     std::condition_variable changed;
     Mode mode = Mode::Undecided;      // set once, under the lock
-    std::unique_ptr<char[]> storage;  // length + 1 bytes when arriving
+    Room storage;                     // length + 1 bytes when arriving
     size_t length = 0;
     size_t in = 0;                    // written by the transfer's thread, under the lock
     bool waiting = false;
