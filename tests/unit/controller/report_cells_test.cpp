@@ -126,6 +126,7 @@ const State kStates[] = {
     {"unitbuf", [](std::ostream& os) { os << std::unitbuf; }},
     {"fill '*'", [](std::ostream& os) { os.fill('*'); }},
     {"width 5 pending", [](std::ostream& os) { os.width(5); }},
+    {"width -3 pending", [](std::ostream& os) { os.width(-3); }},
     {"tied", [](std::ostream& os) { os.tie(&TiedStream()); }},
     {"failbit", [](std::ostream& os) { os.setstate(std::ios_base::failbit); }},
     {"badbit", [](std::ostream& os) { os.setstate(std::ios_base::badbit); }},
