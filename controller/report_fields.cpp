@@ -1,7 +1,13 @@
 #include "controller/report_fields.h"
 
+#include <algorithm>
+#include <charconv>
 #include <iomanip>
+#include <locale>
 #include <stdexcept>
+#if defined(__GLIBCXX__)
+#include <cxxabi.h>
+#endif
 
 #include "cim/url.h"
 #include "xml/model.h"
@@ -25,10 +31,81 @@ uint64_t Narrow(uint64_t value, Cut cut) {
     return cut == Cut::UInt64 ? value : static_cast<uint32_t>(value);
 }
 
-void PrintNumber(std::ostream& os, uint64_t value, Cut cut) {
+// The format state ResetStream leaves.
+constexpr std::ios_base::fmtflags kPlainFlags = std::ios_base::dec | std::ios_base::skipws | std::ios_base::left;
+
+// A stream into which inserting a text, or a decimal number, does no more
+// than write its characters and then blanks up to the width: good, with no
+// exceptions enabled, tied to no stream, in the format state ResetStream
+// leaves (left-aligned, decimal, not unitbuf) and filled with blanks.
+bool Plain(std::ostream& os) {
+    return os.rdstate() == std::ios_base::goodbit && os.exceptions() == std::ios_base::goodbit && !os.tie() &&
+           os.flags() == kPlainFlags && os.fill() == ' ';
+}
+
+// `chars`, then blanks up to `width`; false when the buffer took less.
+bool PutPadded(std::streambuf& buf, std::string_view chars, std::streamsize width) {
+    static constexpr std::string_view kBlanks = "                                ";
+    const auto size = static_cast<std::streamsize>(chars.size());
+    if (size > 0 && buf.sputn(chars.data(), size) != size) return false;
+    for (std::streamsize pad = width - size; pad > 0;) {
+        const std::streamsize n = std::min(pad, static_cast<std::streamsize>(kBlanks.size()));
+        if (buf.sputn(kBlanks.data(), n) != n) return false;
+        pad -= n;
+    }
+    return true;
+}
+
+// What `os << std::setw(width) << x` does in a plain stream, where `chars`
+// is x as the stream would format it, written straight into the buffer.
+// The stream ends as the insertion leaves it: width 0, badbit when the
+// buffer took less than everything. An exception from the buffer sets
+// badbit and goes no further, as in an insertion; a text's width is still
+// pending then, a number's was reset before its characters were written.
+void PutCell(std::ostream& os, std::string_view chars, std::streamsize width, bool isText) {
+    os.width(isText ? width : 0);
+    try {
+        if (!PutPadded(*os.rdbuf(), chars, width)) os.setstate(std::ios_base::badbit);
+        os.width(0);
+#if defined(__GLIBCXX__)
+    } catch (const abi::__forced_unwind&) {
+        throw;   // a thread being cancelled, which an insertion lets through too
+#endif
+    } catch (...) {
+        os.setstate(std::ios_base::badbit);
+    }
+}
+
+// `os << std::setw(width) << text`. Into a plain stream, an empty text in
+// no width (the label and suffix of a table cell) writes nothing at all.
+void PrintText(std::ostream& os, std::string_view text, std::streamsize width) {
+    if (!Plain(os))
+        os << std::setw(width) << text;
+    else if (!text.empty() || width > 0)
+        PutCell(os, text, width, true);
+    else
+        os.width(0);
+}
+
+// `os << std::setw(width) << value`, the value in the cut's type: Int32
+// signed, the others unsigned. Digits come from std::to_chars only where
+// the stream's own would be the same: a plain stream in the classic locale.
+void PrintNumber(std::ostream& os, uint64_t value, Cut cut, std::streamsize width) {
+    const auto int32 = static_cast<int32_t>(static_cast<uint32_t>(value));
+    const auto uint32 = static_cast<uint32_t>(value);
+    if (Plain(os) && os.getloc() == std::locale::classic()) {
+        char digits[24];
+        char* const end = digits + sizeof digits;
+        const std::to_chars_result r = cut == Cut::Int32    ? std::to_chars(digits, end, int32)
+                                       : cut == Cut::UInt32 ? std::to_chars(digits, end, uint32)
+                                                            : std::to_chars(digits, end, value);
+        PutCell(os, std::string_view(digits, static_cast<size_t>(r.ptr - digits)), width, false);
+        return;
+    }
+    os << std::setw(width);
     switch (cut) {
-    case Cut::Int32: os << static_cast<int32_t>(static_cast<uint32_t>(value)); break;
-    case Cut::UInt32: os << static_cast<uint32_t>(value); break;
+    case Cut::Int32: os << int32; break;
+    case Cut::UInt32: os << uint32; break;
     default: os << value; break;
     }
 }
@@ -80,38 +157,30 @@ void PrintValue(std::ostream& os, std::string_view text, const Field& f, size_t 
     const std::streamsize width = f.width;
     switch (f.form) {
     case Form::Value:
-        if (f.cut == Cut::Text) {
-            const std::string_view value = CutString(text, f.key);
-            os << std::setw(width) << value;
-        } else {
-            const uint64_t n = number();
-            os << std::setw(width);
-            PrintNumber(os, n, f.cut);
-        }
+        if (f.cut == Cut::Text)
+            PrintText(os, CutString(text, f.key), width);
+        else
+            PrintNumber(os, number(), f.cut, width);
         break;
     case Form::Index:
-        os << std::setw(width) << index + 1;
+        PrintNumber(os, index + 1, Cut::UInt64, width);
         break;
-    case Form::PlusOne: {
-        const uint64_t n = Narrow(number() + 1, f.cut);
-        os << std::setw(width);
-        PrintNumber(os, n, f.cut);
+    case Form::PlusOne:
+        PrintNumber(os, Narrow(number() + 1, f.cut), f.cut, width);
         break;
-    }
     case Form::NaIf255:
     case Form::NaIf255ElsePlusOne: {
         const uint64_t n = number();
-        os << std::setw(width);
         if (n == 255)
-            os << "N.A.";
+            PrintText(os, "N.A.", width);
         else
-            PrintNumber(os, Narrow(f.form == Form::NaIf255 ? n : n + 1, f.cut), f.cut);
+            PrintNumber(os, Narrow(f.form == Form::NaIf255 ? n : n + 1, f.cut), f.cut, width);
         break;
     }
     case Form::Hex: {
         const uint64_t n = number();
-        os << std::setw(width) << std::hex << std::showbase << std::uppercase;
-        PrintNumber(os, n, f.cut);
+        os << std::hex << std::showbase << std::uppercase;
+        PrintNumber(os, n, f.cut, width);
         break;
     }
     case Form::BytesBlank:
@@ -123,13 +192,12 @@ void PrintValue(std::ostream& os, std::string_view text, const Field& f, size_t 
     case Form::UsageOr: {
         const uint64_t n = CutNumber(text, f.aux);
         const std::string_view usage = CutString(text, f.key);
-        const std::string_view shown = n == 255 || !usage.empty() ? usage : CutString(text, "-UsageExt=");
-        os << std::setw(width) << shown;
+        PrintText(os, n == 255 || !usage.empty() ? usage : CutString(text, "-UsageExt="), width);
         break;
     }
     case Form::StateProgress: {
         const std::string_view state = CutString(text, f.key);
-        os << std::setw(width) << state;
+        PrintText(os, state, width);
         PrintProgress(os, text, state, f.aux);
         break;
     }
@@ -178,10 +246,11 @@ bool PrintFields(std::ostream& os, std::string_view text, const Field* fields, s
             if (!GuardPasses(os, text, *f)) return false;
             continue;
         }
-        os << f->label;
+        // `os << s` is `os << std::setw(os.width()) << s`.
+        PrintText(os, f->label, os.width());
         for (int t = 0; t < f->tabs; ++t) os << '\t';
         PrintValue(os, text, *f, index);
-        os << f->suffix;
+        PrintText(os, f->suffix, os.width());
         if (!f->label.empty()) os << '\n';
     }
     return true;
@@ -193,7 +262,7 @@ void PrintHeading(std::ostream& os, const Column* columns, size_t count) {
 }
 
 void ResetStream(std::ostream& os) {
-    os.flags(std::ios_base::dec | std::ios_base::skipws | std::ios_base::left);
+    os.flags(kPlainFlags);
     os.precision(6);
     os.fill(' ');
 }
