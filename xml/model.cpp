@@ -518,6 +518,31 @@ bool looksNumeric(const std::string& v) {
 
 const XmlElement PropertyXml::elm[3] = {tableOf(Plain), tableOf(Reference), tableOf(Array)};
 
+void RareAttributes::set(Which which, std::string_view value) {
+    if (value == get(which)) return;
+    auto changed = texts ? std::make_shared<Texts>(*texts) : std::make_shared<Texts>();
+    if (which == ClassOrigin)
+        changed->classOrigin.assign(value);
+    else
+        changed->others.make()[which - 1].assign(value);
+    texts = std::move(changed);
+}
+
+void RareAttributes::setClassOriginOnly(std::string_view value) {
+    if (value.empty()) {
+        texts.reset();
+        return;
+    }
+    // One per thread: the cache itself is not shared between threads.
+    static thread_local std::shared_ptr<const Texts> last;
+    if (!last || last->classOrigin != value) {
+        auto made = std::make_shared<Texts>();
+        made->classOrigin.assign(value);
+        last = std::move(made);
+    }
+    texts = last;
+}
+
 PropertyXml::PropertyXml(XmlBuffer& xb) {
     // Most properties come as <PROPERTY NAME="..." TYPE="...">, with
     // CLASSORIGIN between the two when the class origin was asked for (as
@@ -531,7 +556,7 @@ PropertyXml::PropertyXml(XmlBuffer& xb) {
     if (xb.plainStartTag(form->tag, nameOriginType, 3, plain, empty, originOptional)) {
         kind = Plain;
         name.append(plain[0]);   // all still empty
-        rare.set(RareAttributes::ClassOrigin, plain[1]);
+        rare.setClassOriginOnly(plain[1]);
         type.append(plain[2]);
     } else {
         form = xmlsteps::openForm(xb, propertyForms);

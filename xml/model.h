@@ -210,26 +210,24 @@ public:
 // The attributes of a property that replies rarely carry, behind one pointer
 // that stays null until one of them is set to a non-empty text. An attribute
 // not set reads as "". The class origin is the one that comes often (the
-// queries ask for it); the others are rarer still and take a block of their
-// own.
+// queries ask for it, and the properties of a reply mostly share one); the
+// others are rarer still and take a block of their own. The texts are never
+// changed in place: a property that sets one gets texts of its own, so that
+// properties (and their copies) can share them.
 class RareAttributes {
 public:
     enum Which { ClassOrigin, Propagated, EmbeddedObject, ReferenceClass, ArraySize, Count };
 
     const std::string& get(Which which) const {
-        const Texts& t = texts.get();
+        static const Texts none;
+        const Texts& t = texts ? *texts : none;
         return which == ClassOrigin ? t.classOrigin : t.others.get()[which - 1];
     }
-    void set(Which which, std::string_view value) {
-        if (value.empty() && !texts.made()) return;
-        Texts& t = texts.make();
-        if (which == ClassOrigin) {
-            t.classOrigin.assign(value);
-            return;
-        }
-        if (value.empty() && !t.others.made()) return;
-        t.others.make()[which - 1].assign(value);
-    }
+    void set(Which which, std::string_view value);
+    // The class origin of a property that has no other of these attributes:
+    // the texts of the last such property read are shared when they name the
+    // same class.
+    void setClassOriginOnly(std::string_view value);
 
 private:
     using Others = std::array<std::string, Count - 1>;
@@ -237,7 +235,7 @@ private:
         std::string classOrigin;
         Rare<Others> others;
     };
-    Rare<Texts> texts;
+    std::shared_ptr<const Texts> texts;
 };
 
 class PropertyXml {
