@@ -109,8 +109,6 @@ void XmlBuffer::nextWindow() {
         // far back as an end tag that may have been waiting for its blank.
         char* const lowest = searched - cursor > static_cast<ptrdiff_t>(tagSize) ? searched - tagSize : cursor;
         if (char* end = lastBoundary(lowest, base + reach)) {
-            in.windowStart = cursor;
-            in.pristine.assign(cursor, end + 1);
             in.saved = *end;
             *end = '\0';
             stop = end;
@@ -139,16 +137,28 @@ void XmlBuffer::becomeWhole() {
     incoming.reset();
 }
 
+// The cuts made from `from` on are put back, the newest first.
 void XmlBuffer::rewindWhole(char* from) {
-    Incoming& in = *incoming;
-    const size_t offset = static_cast<size_t>(from - in.windowStart);
-    std::memcpy(from, in.pristine.data() + offset, in.pristine.size() - offset);
+    std::vector<Cut>& cuts = incoming->cuts;
+    while (!cuts.empty()) {
+        const Cut& cut = cuts.back();
+        if (cut.moved == 0) {
+            if (cut.at < from) break;
+            *cut.at = cut.saved[0];
+        } else {
+            if (cut.at - 2 < from) break;
+            std::memmove(cut.at, cut.at - 2, cut.moved);
+            cut.at[-2] = cut.saved[0];
+            cut.at[-1] = cut.saved[1];
+        }
+        cuts.pop_back();
+    }
     cursor = from;
     becomeWhole();
 }
 
 bool XmlBuffer::restartWhole() {
-    if (!incoming || incoming->handedOver || !incoming->open || incoming->windowStart != base) return false;
+    if (!incoming || incoming->handedOver) return false;
     spill.clear();
     depth = 0;
     rewindWhole(base);
@@ -330,7 +340,7 @@ std::string_view XmlBuffer::valueText() {
     char* const start = cursor;
     char* close = static_cast<char*>(std::memchr(cursor, quote, left()));
     if (close) {
-        *close = '\0';
+        cutByte(close);
         cursor = close + 1;
     } else {
         close = limit();
@@ -375,6 +385,7 @@ std::string_view XmlBuffer::contentText(const XmlAttr* attr) {
         return spill;
     }
     char* const moved = start - 2;
+    if (incoming) incoming->cuts.push_back({start, len, {moved[0], moved[1]}});
     std::memmove(moved, start, len);
     moved[len] = '\0';
     return std::string_view(moved, len);

@@ -97,11 +97,13 @@ public:
     // An item left the reader (to a sink): what has been read can no longer
     // be read again from the start.
     void handedOver() {
-        if (incoming) incoming->handedOver = true;
+        if (!incoming) return;
+        incoming->handedOver = true;
+        incoming->cuts.clear();
     }
-    // After a failure before any item was handed over and while the first
-    // window was all there was: the body put back as it arrived, the cursor
-    // at its start, and the whole body in. False when the failure stands.
+    // After a failure before any item was handed over: the body put back as
+    // it arrived, the cursor at its start, and the whole body in. False when
+    // the failure stands.
     bool restartWhole();
 
     void skipWS() {
@@ -256,9 +258,17 @@ private:
     static void trace(const char* what, std::string_view arg = {});
     void traceChar(char c) const;
 
-    // While the body arrives. The window is [windowStart, stop); the byte at
-    // stop, a blank as it arrived, holds a NUL for as long as the window
-    // ends there, so the scanner sees the window as it sees a whole body.
+    // A cut made in place while only a window is in, so that it can be put
+    // back: one byte overwritten with a NUL, or `moved` bytes of content
+    // moved two to the front (over the two bytes kept) and a NUL after them.
+    struct Cut {
+        char* at;
+        size_t moved;   // 0 for a single byte
+        char saved[2];
+    };
+    // While the body arrives. The window ends at stop; the byte at stop, a
+    // blank as it arrived, holds a NUL for as long as the window ends there,
+    // so the scanner sees the window as it sees a whole body.
     struct Incoming {
         Incoming(Arrival& arrival, std::string_view itemTag);
         Arrival& arrival;
@@ -266,9 +276,8 @@ private:
         size_t in = 0;              // bytes known to be in
         bool done = false;
         bool open = false;          // a window is set
-        char* windowStart = nullptr;
         char saved = 0;             // the byte under the NUL at stop
-        std::string pristine;       // [windowStart, stop] as it arrived
+        std::vector<Cut> cuts;      // since the last item handed over
         bool handedOver = false;
     };
     static constexpr size_t windowReach = 512 * 1024;
@@ -277,6 +286,10 @@ private:
     char* lastBoundary(char* from, char* to) const;
     void rewindWhole(char* from);
     void becomeWhole();
+    void cutByte(char* at) {
+        if (incoming) incoming->cuts.push_back({at, 0, {*at, 0}});
+        *at = '\0';
+    }
 
     std::string text;       // a body had whole, NUL-terminated by std::string
     char* base = nullptr;   // the body's first byte

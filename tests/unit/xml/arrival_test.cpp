@@ -49,6 +49,10 @@ std::vector<Case> Cases() {
         {"OneItem", Events(1), true},
         {"NoItems", iReply(""), false},
         {"EndTagInCdataOfALaterItem", iReply(Named("1") + Named("2", "x" + kEndInCdata + "y") + Named("3")), true},
+        // Values read before the failing one were moved in place, and are
+        // put back before the item is read again.
+        {"EndTagInCdataAfterMovedValues", iReply(Named("1") + Named("<![CDATA[2]]>", kEndInCdata) + Named("3")),
+         true},
         {"EndTagInCdataOfTheFirstItem", iReply(Named("1", kEndInCdata) + Named("2")), true},
         // Read from the first window, the description is cut short and the
         // element fails; read whole, the server's error stands.
@@ -67,6 +71,8 @@ std::vector<Case> Cases() {
         {"DiskReply", xmltest::dataFile("enum-DiskDrive.xml"), true},
     };
 }
+
+void PrintTo(const Case& c, std::ostream* os) { *os << c.name; }
 
 const std::vector<std::vector<size_t>> kPieces = {{1}, {5}, {64}, {1000, 3}, {1u << 20}};
 
