@@ -326,7 +326,7 @@ TEST(FindEither, FindsWhatAByteLoopFinds) {
     for (const auto& pair : wanted) {
         const char a = pair[0], b = pair[1];
         for (const char filler : fillers) {
-            for (size_t len = 0; len <= 24; ++len) {
+            for (size_t len = 0; len <= 40; ++len) {
                 for (size_t at = 0; at <= len; ++at) {
                     for (int which = 0; which < 2; ++which) {
                         std::string text(len, filler);
