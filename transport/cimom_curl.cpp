@@ -399,7 +399,12 @@ public:
         CURL* h = owner.curl.get();
         curl_easy_setopt(h, CURLOPT_WRITEFUNCTION, &Transfer::writeCb);
         curl_easy_setopt(h, CURLOPT_WRITEDATA, this);
-        worker = std::thread([this] { run(); });
+        try {
+            worker = std::thread([this] { run(); });
+        } catch (...) {
+            restoreWriter();
+            throw;
+        }
     }
     ~Transfer() override { join(); }
     Transfer(const Transfer&) = delete;
@@ -423,7 +428,6 @@ public:
         return {in, ended};
     }
 
-
 private:
     enum class Mode { Undecided, Arriving, Whole };
 
@@ -443,10 +447,14 @@ private:
         return owner.endResponse(rc, in);
     }
 
-    // The handle goes back to the owner's own write callback.
     void join() {
         if (!worker.joinable()) return;
         worker.join();
+        restoreWriter();
+    }
+
+    // The handle goes back to the owner's own write callback.
+    void restoreWriter() {
         CURL* h = owner.curl.get();
         curl_easy_setopt(h, CURLOPT_WRITEFUNCTION, &CimomCurl::writeCb);
         curl_easy_setopt(h, CURLOPT_WRITEDATA, static_cast<std::ostream*>(&owner.response));
@@ -484,9 +492,7 @@ private:
         curl_off_t announced = -1;
         bool fits = !dumpXml && curl_easy_getinfo(h, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &announced) == CURLE_OK &&
                     announced > 0 && announced <= mostStored && !transferEncoded(h);
-        if (fits) {
-            fits = storage.reserve(static_cast<size_t>(announced) + 1);
-        }
+        if (fits) fits = storage.reserve(static_cast<size_t>(announced) + 1);
         std::lock_guard<std::mutex> lock(mutex);
         if (fits) length = static_cast<size_t>(announced);
         mode = fits ? Mode::Arriving : Mode::Whole;
