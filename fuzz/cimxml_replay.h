@@ -28,7 +28,15 @@
 #include <algorithm>
 #include <cstring>
 
+// AddressSanitizer, as GCC and as clang announce it.
 #if defined(__SANITIZE_ADDRESS__)
+#define CIMXML_REPLAY_ASAN 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define CIMXML_REPLAY_ASAN 1
+#endif
+#endif
+#if defined(CIMXML_REPLAY_ASAN)
 #include <sanitizer/asan_interface.h>
 #endif
 
@@ -272,7 +280,8 @@ inline Result readStreamed(const std::string& body) {
 
 // A body that comes in a piece at a time, each time the reader waits: the
 // pieces' sizes go round `pieces`. Under AddressSanitizer the bytes not yet
-// in are poisoned, so a read of one stops the run.
+// in are poisoned until the transfer is done, so a read of one stops the
+// run.
 class Trickle final : public Arrival {
 public:
     Trickle(const std::string& body, std::vector<size_t> pieces)
@@ -291,6 +300,9 @@ public:
         unpoison(in + more);
         std::memcpy(&storage[in], body.data() + in, more);
         in += more;
+        // Once the transfer is done, the byte after what came in is the
+        // reader's too.
+        if (in == last) unpoison(storage.size());
         return {in, in == last};
     }
     // The transfer breaks off after `count` bytes.
@@ -300,13 +312,13 @@ public:
 private:
     void poison(size_t from) {
         (void)from;
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(CIMXML_REPLAY_ASAN)
         ASAN_POISON_MEMORY_REGION(&storage[from], storage.size() - from);
 #endif
     }
     void unpoison(size_t to) {
         (void)to;
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(CIMXML_REPLAY_ASAN)
         ASAN_UNPOISON_MEMORY_REGION(&storage[0], to);
 #endif
     }

@@ -1,6 +1,7 @@
-// The in-place scanner. Every loop is bounded by the end of the private copy
-// (`limit()`); the copy also ends in a NUL byte, so C-string look-ahead such
-// as nextEquals() stops there at the latest.
+// The in-place scanner. Every loop is bounded by the end of what may be read
+// (`limit()`: the body's end, or a window's while the body arrives); a NUL
+// byte is there, so C-string look-ahead such as nextEquals() stops there at
+// the latest.
 #include "xml/xml_buffer.h"
 
 #include "xml/render_flags.h"
