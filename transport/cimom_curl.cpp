@@ -43,6 +43,9 @@ constexpr std::array<const char*, 5> headers = {
     "Accept:",
 };
 
+// The most memory set aside for a reply on its Content-Length alone.
+constexpr curl_off_t mostSetAside = curl_off_t{256} << 20;
+
 // libcurl announces POST bodies above 1 MiB with "Expect: 100-continue" of its
 // own accord, and CIM servers may refuse any Expect (417). An empty Expect
 // line, which libcurl never sends, keeps every request free of it.
@@ -261,16 +264,16 @@ void CimomCurl::addPayload(const std::string& document) {
 
 // Content-Length, when the reply has one, is known once the headers are
 // in, that is before the first body byte arrives. It is the server's word
-// only: at most 256 MiB are set aside on it, and the string grows beyond
-// that as the bytes come; a length that cannot be had is no reason to fail.
+// only: at most mostSetAside bytes are set aside on it, and the string grows
+// beyond that as the bytes come; a length that cannot be had is no reason to
+// fail.
 void CimomCurl::ReplyBuffer::reserveForReply() {
-    constexpr curl_off_t mostReserved = curl_off_t{256} << 20;
     curl_off_t length = -1;
     if (handle == nullptr || curl_easy_getinfo(handle, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length) != CURLE_OK)
         return;
     if (length <= 0) return;
     try {
-        text.reserve(static_cast<size_t>(std::min(length, mostReserved)));
+        text.reserve(static_cast<size_t>(std::min(length, mostSetAside)));
     } catch (const std::exception&) {
     }
 }
@@ -487,11 +490,10 @@ private:
     // Read while it arrives: a body of announced length, within the most the
     // reply buffer sets aside, and not while the reply is traced.
     void decide() {
-        constexpr curl_off_t mostStored = curl_off_t{256} << 20;
         CURL* h = owner.curl.get();
         curl_off_t announced = -1;
         bool fits = !dumpXml && curl_easy_getinfo(h, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &announced) == CURLE_OK &&
-                    announced > 0 && announced <= mostStored && !transferEncoded(h);
+                    announced > 0 && announced <= mostSetAside && !transferEncoded(h);
         if (fits) fits = storage.reserve(static_cast<size_t>(announced) + 1);
         std::lock_guard<std::mutex> lock(mutex);
         if (fits) length = static_cast<size_t>(announced);

@@ -56,6 +56,12 @@ XmlBuffer::XmlBuffer(std::string body)
 XmlBuffer::Incoming::Incoming(Arrival& arrival, std::string_view itemTag)
     : arrival(arrival), closeTag("</" + std::string(itemTag) + ">") {}
 
+void XmlBuffer::Incoming::wait() {
+    const Arrival::Progress progress = arrival.waitBeyond(in);
+    in = progress.in;
+    done = progress.done;
+}
+
 XmlBuffer::XmlBuffer(Arrival& arrival, std::string_view itemTag)
     : base(arrival.data()),
       stop(base),
@@ -118,9 +124,7 @@ void XmlBuffer::nextWindow() {
         }
         if (in.done || reach == from + windowReach) break;
         searched = base + reach;
-        const Arrival::Progress progress = in.arrival.waitBeyond(in.in);
-        in.in = progress.in;
-        in.done = progress.done;
+        in.wait();
     }
     becomeWhole();
 }
@@ -128,11 +132,7 @@ void XmlBuffer::nextWindow() {
 void XmlBuffer::becomeWhole() {
     Incoming& in = *incoming;
     if (in.open) *stop = in.saved;
-    while (!in.done) {
-        const Arrival::Progress progress = in.arrival.waitBeyond(in.in);
-        in.in = progress.in;
-        in.done = progress.done;
-    }
+    while (!in.done) in.wait();
     stop = base + in.in;
     *stop = '\0';   // the byte after the body; the writer is done with it
     incoming.reset();
@@ -160,8 +160,6 @@ void XmlBuffer::rewindWhole(char* from) {
 
 bool XmlBuffer::restartWhole() {
     if (!incoming || incoming->handedOver) return false;
-    spill.clear();
-    depth = 0;
     rewindWhole(base);
     return true;
 }

@@ -275,6 +275,7 @@ private:
     // so the scanner sees the window as it sees a whole body.
     struct Incoming {
         Incoming(Arrival& arrival, std::string_view itemTag);
+        void wait();                // for more than `in` bytes, or the end
         Arrival& arrival;
         std::string closeTag;       // "</" itemTag ">"
         size_t in = 0;              // bytes known to be in

@@ -189,11 +189,16 @@ TEST_F(SimTest, EnumeratesOverTls) {
     EXPECT_EQ(sent[0].object, "quilo%2Fcimv2");
 }
 
+// An instance's rendering as a line of `text`.
+void appendLine(std::string& text, const NamedInstanceXml& item) {
+    item.instance.toStringBuffer(text, "");
+    text += '\n';
+}
+
 // Renders every instance it is given, one line each.
 struct Count final : NamedInstanceSink {
     void take(NamedInstanceXml& item) override {
-        item.instance.toStringBuffer(text, "");
-        text += '\n';
+        appendLine(text, item);
         ++items;
     }
     std::string text;
@@ -202,10 +207,7 @@ struct Count final : NamedInstanceSink {
 
 std::string renderAll(const NamedInstancesXml& list) {
     std::string text;
-    for (const NamedInstanceXml& item : list.items) {
-        item.instance.toStringBuffer(text, "");
-        text += '\n';
-    }
+    for (const NamedInstanceXml& item : list.items) appendLine(text, item);
     return text;
 }
 
