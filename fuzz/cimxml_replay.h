@@ -21,6 +21,7 @@
 #include <cstdint>
 #include <exception>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <typeinfo>
@@ -286,9 +287,9 @@ class Trickle final : public Arrival {
 public:
     Trickle(const std::string& body, std::vector<size_t> pieces)
         : storage(body.size() + 1, '\x7f'), body(body), pieces(std::move(pieces)) {
-        poison(0);
+        poison(0, storage.size());
     }
-    ~Trickle() { unpoison(storage.size()); }
+    ~Trickle() { unpoison(0, storage.size()); }
     Trickle(const Trickle&) = delete;
     Trickle& operator=(const Trickle&) = delete;
 
@@ -297,29 +298,44 @@ public:
     Progress waitBeyond(size_t) override {
         const size_t piece = std::max<size_t>(1, pieces[next++ % pieces.size()]);
         const size_t more = std::min(piece, last - in);
-        unpoison(in + more);
+        unpoison(in, in + more);
         std::memcpy(&storage[in], body.data() + in, more);
         in += more;
         // Once the transfer is done, the byte after what came in is the
         // reader's too.
-        if (in == last) unpoison(storage.size());
+        if (in == last) unpoison(in, storage.size());
         return {in, in == last};
+    }
+    // Released bytes are overwritten with a byte no reply holds where it
+    // would be read, and poisoned: a reader that comes back to them reads
+    // something else, or is stopped under AddressSanitizer.
+    void release(size_t from, size_t to) override {
+        if (from > to || to > in || from != firstReleased.value_or(from) || to < releasedTo)
+            throw std::logic_error("release of [" + std::to_string(from) + ", " + std::to_string(to) + ") with " +
+                                   std::to_string(in) + " bytes in");
+        firstReleased = from;
+        const size_t start = std::max(from, releasedTo);
+        unpoison(start, to);
+        std::memset(&storage[start], '<', to - start);
+        poison(start, to);
+        releasedTo = to;
     }
     // The transfer breaks off after `count` bytes.
     void endAfter(size_t count) { last = std::min(count, body.size()); }
     size_t received() const { return in; }
+    size_t released() const { return releasedTo - firstReleased.value_or(0); }
 
 private:
-    void poison(size_t from) {
-        (void)from;
+    void poison(size_t from, size_t to) {
+        (void)from, (void)to;
 #if defined(CIMXML_REPLAY_ASAN)
-        ASAN_POISON_MEMORY_REGION(&storage[from], storage.size() - from);
+        ASAN_POISON_MEMORY_REGION(&storage[from], to - from);
 #endif
     }
-    void unpoison(size_t to) {
-        (void)to;
+    void unpoison(size_t from, size_t to) {
+        (void)from, (void)to;
 #if defined(CIMXML_REPLAY_ASAN)
-        ASAN_UNPOISON_MEMORY_REGION(&storage[0], to);
+        ASAN_UNPOISON_MEMORY_REGION(&storage[from], to - from);
 #endif
     }
 
@@ -329,6 +345,8 @@ private:
     size_t next = 0;
     size_t in = 0;
     size_t last = body.size();
+    std::optional<size_t> firstReleased;
+    size_t releasedTo = 0;
 };
 
 // The same through a body that arrives in pieces, read while it comes in.

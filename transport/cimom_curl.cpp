@@ -364,8 +364,17 @@ namespace {
 // are asked for: a body of many megabytes is otherwise stored at the cost
 // of a page fault every 4 KiB, and on a small host those faults took more
 // time than the rest of the receiving. Without them it is ordinary memory.
+//
+// The pages of what the reader is done with are moved, as they are, to
+// where the writer is about to write (see Transfer), so that a long body is
+// stored in a few megabytes of pages: a fresh page costs a fault and the
+// clearing of its bytes, and far more where the host of a virtual machine
+// hands out memory only when it is first touched. What was moved away is no
+// longer mapped.
 class Room {
 public:
+    static constexpr uintptr_t pageBytes = uintptr_t{2} << 20;   // a large page
+
     Room() = default;
     ~Room() {
         if (bytes != nullptr) munmap(bytes, length);
@@ -379,13 +388,45 @@ public:
         madvise(p, size, MADV_HUGEPAGE);
         bytes = static_cast<char*>(p);
         length = size;
+        spareFrom = nextPage = pageAt(0, true);
         return true;
     }
     char* get() const { return bytes; }
 
+    // The reader's side: the whole pages in [from, to) become spares.
+    void spare(size_t from, size_t to, std::vector<uintptr_t>& spares) {
+        spareFrom = std::max(spareFrom, pageAt(from, true));
+        for (const uintptr_t last = pageAt(to, false); spareFrom < last; spareFrom += pageBytes)
+            spares.push_back(spareFrom);
+    }
+    // The writer's side: how many pages start before `end` that no write
+    // has reached yet.
+    size_t pagesBefore(size_t end) const {
+        const uintptr_t last = std::min(pageAt(end + pageBytes - 1, false), pageAt(length, false));
+        return last > nextPage ? static_cast<size_t>((last - nextPage) / pageBytes) : 0;
+    }
+    // The next such page is `spare`'s, moved here; a page with no spare is
+    // had fresh on its first write.
+    void fill(uintptr_t spare) {
+        if (spare != 0) {
+            void* moved = mremap(reinterpret_cast<void*>(spare), pageBytes, pageBytes, MREMAP_MAYMOVE | MREMAP_FIXED,
+                                 reinterpret_cast<void*>(nextPage));
+            if (moved == MAP_FAILED) munmap(reinterpret_cast<void*>(spare), pageBytes);   // left to a fault
+        }
+        nextPage += pageBytes;
+    }
+
 private:
+    // The page boundary at or after (up) or at or before (down) offset `at`.
+    uintptr_t pageAt(size_t at, bool up) const {
+        const uintptr_t address = reinterpret_cast<uintptr_t>(bytes) + at;
+        return (up ? address + pageBytes - 1 : address) & ~(pageBytes - 1);
+    }
+
     char* bytes = nullptr;
     size_t length = 0;
+    uintptr_t spareFrom = 0;   // the reader's: no page below it becomes a spare again
+    uintptr_t nextPage = 0;    // the writer's: the first page not yet filled
 };
 
 }  // namespace
@@ -426,9 +467,20 @@ public:
     Progress waitBeyond(size_t have) override {
         std::unique_lock<std::mutex> lock(mutex);
         waiting = true;
+        roomMade.notify_one();   // a reader that waits holds the writer back no longer
         changed.wait(lock, [&] { return in > have || ended; });
         waiting = false;
         return {in, ended};
+    }
+    // The reader's place is published once it has moved on by a step, not
+    // for every item.
+    void release(size_t from, size_t to) override {
+        if (to - published < publishStep) return;
+        std::lock_guard<std::mutex> lock(mutex);
+        storage.spare(from, to, spares);
+        readerAt = to;
+        roomMade.notify_one();
+        published = to;
     }
 
 private:
@@ -452,6 +504,11 @@ private:
 
     void join() {
         if (!worker.joinable()) return;
+        {
+            std::lock_guard<std::mutex> lock(mutex);
+            readerGone = true;
+            roomMade.notify_one();
+        }
         worker.join();
         restoreWriter();
     }
@@ -476,14 +533,39 @@ private:
             // More than the length announced: libcurl keeps to it, but the
             // room ends there.
             if (count > length - in) return 0;
+            fillPages(in + count);
             std::memcpy(storage.get() + in, ptr, count);
-            std::lock_guard<std::mutex> lock(mutex);
+            std::unique_lock<std::mutex> lock(mutex);
             in += count;
             if (waiting) changed.notify_one();
+            keepWithinLead(lock);
             return count;
         } catch (...) {
             failure = std::current_exception();
             return 0;
+        }
+    }
+
+    // The writer goes no further than `lead` bytes beyond the reader's
+    // place, except while the reader waits for more (an item longer than
+    // the lead, the whole body after a failure) or has stopped reading.
+    void keepWithinLead(std::unique_lock<std::mutex>& lock) {
+        roomMade.wait(lock, [this] { return in - readerAt < lead || waiting || readerGone; });
+    }
+
+    // Before bytes up to `end` are written: the pages they reach for the
+    // first time, spares where there are any.
+    void fillPages(size_t end) {
+        for (size_t n = storage.pagesBefore(end); n > 0; --n) {
+            uintptr_t spare = 0;
+            {
+                std::lock_guard<std::mutex> lock(mutex);
+                if (!spares.empty()) {
+                    spare = spares.back();
+                    spares.pop_back();
+                }
+            }
+            storage.fill(spare);
         }
     }
 
@@ -521,8 +603,18 @@ private:
     Room storage;                     // length + 1 bytes when arriving
     size_t length = 0;
     size_t in = 0;                    // written by the transfer's thread, under the lock
-    bool waiting = false;
+    bool waiting = false;             // the reader waits for more
     bool ended = false;
+    // How far the writer may go ahead of the reader: enough for the reader
+    // never to wait on a writer that has the bytes, few enough pages to be
+    // had fresh.
+    static constexpr size_t lead = size_t{8} << 20;
+    static constexpr size_t publishStep = size_t{256} << 10;
+    std::condition_variable roomMade;  // the writer waits on it
+    size_t readerAt = 0;              // under the lock
+    std::vector<uintptr_t> spares;    // under the lock: pages the reader is done with
+    bool readerGone = false;          // under the lock: the writer waits no more
+    size_t published = 0;             // the reading thread's own
     CURLcode rc = CURLE_OK;
     std::exception_ptr failure;       // from the write callback
 };

@@ -19,6 +19,10 @@ public:
     // Blocks until more than `have` bytes are in, or until nothing more will
     // come. A transfer that failed is done with fewer than size() bytes in.
     virtual Progress waitBeyond(size_t have) = 0;
+    // The reader reads none of the bytes in [from, to) again: their room
+    // may be given back, and the writer may go further ahead. `from` stays
+    // the same from call to call; `to` only grows.
+    virtual void release(size_t from, size_t to) = 0;
 
 protected:
     ~Arrival() = default;

@@ -90,6 +90,7 @@ public:
     auto guarded(Read&& read) -> decltype(read()) {
         if (!incoming) return read();
         char* const start = cursor;
+        if (!incoming->handedOver) incoming->firstItem = static_cast<size_t>(start - base);
         try {
             return read();
         } catch (...) {
@@ -99,11 +100,13 @@ public:
         return read();
     }
     // An item left the reader (to a sink): what has been read can no longer
-    // be read again from the start.
+    // be read again from the start, and the items read so far are not read
+    // again at all.
     void handedOver() {
         if (!incoming) return;
         incoming->handedOver = true;
         incoming->cuts.clear();
+        incoming->arrival.release(incoming->firstItem, static_cast<size_t>(cursor - base));
     }
     // After a failure before any item was handed over: the body put back as
     // it arrived, the cursor at its start, and the whole body in. False when
@@ -284,6 +287,7 @@ private:
         char saved = 0;             // the byte under the NUL at stop
         std::vector<Cut> cuts;      // since the last item handed over
         bool handedOver = false;
+        size_t firstItem = 0;       // where the first item began
     };
     static constexpr size_t windowReach = 512 * 1024;
     void awaitItemSlow();

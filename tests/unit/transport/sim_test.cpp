@@ -56,15 +56,16 @@ std::optional<std::string> member(const std::string& line, const std::string& na
 
 class Simulator {
 public:
-    explicit Simulator(const std::vector<std::string>& extra) {
+    // `script`: the simulator, or another server that speaks as it does
+    // (the benchmark's static server).
+    explicit Simulator(const std::vector<std::string>& extra, const char* script = RBZ_SOURCE_DIR "/sim/rbz_sim.py") {
         char logName[] = "/tmp/rbz-transport-log-XXXXXX";
         const int fd = mkstemp(logName);
         if (fd < 0) return;
         close(fd);
         logPath = logName;
 
-        std::vector<std::string> args = {"python3", RBZ_SOURCE_DIR "/sim/rbz_sim.py", "--port", "0",
-                                         "--request-log", logPath};
+        std::vector<std::string> args = {"python3", script, "--port", "0", "--request-log", logPath};
         args.insert(args.end(), extra.begin(), extra.end());
         std::vector<char*> argv;
         for (std::string& a : args) argv.push_back(a.data());
@@ -155,6 +156,13 @@ protected:
         ASSERT_TRUE(sim->running()) << "the simulated CIM server did not start";
         transport.setClientCertificates(nullptr, 1, nullptr, nullptr);
     }
+    // A server with an event log of `events` entries, its replies made once.
+    void startLarge(int events) {
+        sim = std::make_unique<Simulator>(std::vector<std::string>{"--events", std::to_string(events)},
+                                          RBZ_SOURCE_DIR "/bench/static_server.py");
+        ASSERT_TRUE(sim->running()) << "the simulated CIM server did not start";
+        transport.setClientCertificates(nullptr, 1, nullptr, nullptr);
+    }
 
     // The message of the exception the enumeration throws ("" when none).
     std::string enumerationFailure(const std::string& credentials, const char* className) {
@@ -227,6 +235,43 @@ TEST_F(SimTest, ReadWhileArrivingGivesWhatTheWholeReplyGives) {
     EXPECT_EQ(first.items, whole->items.size());
     EXPECT_EQ(first.text, renderAll(*whole));
     EXPECT_EQ(second.text, first.text);
+    EXPECT_EQ(sim->connections(), 1u);
+}
+
+// A reply many times longer than the transfer may run ahead of the reader:
+// the reader's pages are used again, and nothing read changes.
+TEST_F(SimTest, ALongReplyReadWhileArrivingGivesWhatTheWholeReplyGives) {
+    startLarge(15000);
+    URL url(sim->path(secret, "Quilo_EventLog").c_str());
+    std::unique_ptr<NamedInstancesXml> whole = transport.enumInstances(url, nullptr, true, false, true, false);
+    ASSERT_NE(whole, nullptr);
+    Count arriving;
+    EXPECT_TRUE(transport.enumInstances(url, nullptr, true, false, true, false, arriving));
+    EXPECT_EQ(arriving.items, 15000u);
+    EXPECT_EQ(arriving.items, whole->items.size());
+    EXPECT_TRUE(arriving.text == renderAll(*whole));   // megabytes: not printed
+    EXPECT_EQ(sim->connections(), 1u);
+}
+
+// A reader that stops at the first item while the transfer waits for it to
+// catch up: the transfer goes on to the end of the reply, and the
+// connection serves the next request.
+TEST_F(SimTest, AReaderThatStopsEarlyHoldsTheTransferBackNoLonger) {
+    struct Stop final : NamedInstanceSink {
+        void take(NamedInstanceXml&) override { throw std::runtime_error("enough"); }
+    };
+    startLarge(15000);
+    URL url(sim->path(secret, "Quilo_EventLog").c_str());
+    Stop stop;
+    try {
+        transport.enumInstances(url, nullptr, true, false, true, false, stop);
+        ADD_FAILURE() << "the sink's exception was lost";
+    } catch (const std::runtime_error& e) {
+        EXPECT_STREQ(e.what(), "enough");
+    }
+    Count again;
+    EXPECT_TRUE(transport.enumInstances(url, nullptr, true, false, true, false, again));
+    EXPECT_EQ(again.items, 15000u);
     EXPECT_EQ(sim->connections(), 1u);
 }
 
@@ -307,6 +352,9 @@ const FailureCase failureCases[] = {
      "Http Exception: Transferred a partial file", "CimomCurl::getResponseTransferred a partial file"},
     {"CutBody", "EnumerateInstances:truncate=9000", secret, "Parse Exception: Bad attribute list for PROPERTY: ",
      "waiting 1s...\n"},
+    // Read while it arrives, no item end comes: the reader waits for the
+    // whole body, and the transfer must not wait for the reader meanwhile.
+    {"LongBodyWithNoItems", "EnumerateInstances:bulk=20000000", secret, "Parse Exception: Expecting MESSAGE element", "waiting 1s...\n"},
 };
 
 class SimFailureTest : public SimTest, public testing::WithParamInterface<FailureCase> {};

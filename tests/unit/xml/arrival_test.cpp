@@ -106,16 +106,19 @@ TEST(ArrivingCases, RenderOrFailAsMarked) {
     }
 }
 
-// Counts the bytes that were in when each item reached the sink.
+// Counts the bytes that were in, and those given back, when each item
+// reached the sink.
 struct Watch final : NamedInstanceSink {
     explicit Watch(const Trickle& arrival) : arrival(arrival) {}
     void take(NamedInstanceXml& item) override {
         names.push_back(item.name.keys[0].keyValue.value);
         inAtTake.push_back(arrival.received());
+        releasedAtTake.push_back(arrival.released());
     }
     const Trickle& arrival;
     std::vector<std::string> names;
     std::vector<size_t> inAtTake;
+    std::vector<size_t> releasedAtTake;
 };
 
 TEST(Arriving, ItemsReachTheSinkWhileTheBodyComesIn) {
@@ -132,6 +135,26 @@ TEST(Arriving, ItemsReachTheSinkWhileTheBodyComesIn) {
     EXPECT_LE(sink.inAtTake.front(), 2 * 4096u);
     EXPECT_LT(sink.inAtTake[100], body.size() / 2 + 2 * 4096);
     EXPECT_EQ(arrival.received(), body.size());
+}
+
+// Each item is given back as it goes to the sink: from the first item's
+// start to the end of the item handed over, perhaps with the blanks after
+// it, never into the next one (the envelope before the first item stays).
+TEST(Arriving, ItemsAreGivenBackAsTheyGo) {
+    const std::string body = Events(50);
+    const std::string endTag = "</VALUE.NAMEDINSTANCE>";
+    Trickle arrival(body, {300});
+    Watch sink(arrival);
+    CimXml reply(arrival, 0, sink);
+    ASSERT_EQ(sink.releasedAtTake.size(), 50u);
+    const size_t first = body.find("<VALUE.NAMEDINSTANCE>");
+    size_t end = 0;
+    for (size_t k = 0; k < 50; ++k) {
+        end = body.find(endTag, end) + endTag.size();
+        const size_t next = body.find('<', end);
+        EXPECT_GE(sink.releasedAtTake[k], end - first) << "item " << k;
+        EXPECT_LE(sink.releasedAtTake[k], next - first) << "item " << k;
+    }
 }
 
 // A transfer that breaks off: the reader sees the body as far as it came.
