@@ -11,6 +11,7 @@
 
 #include "cim/url.h"
 #include "xml/model.h"
+#include "xml/text.h"
 
 namespace {
 
@@ -20,7 +21,7 @@ bool IsControl(char c) {
 }
 
 size_t ValueStart(std::string_view text, std::string_view key) {
-    const size_t at = text.find(key);
+    const size_t at = findText(text, key);
     if (at == std::string_view::npos) throw std::out_of_range("report key absent: " + std::string(key));
     return at + key.size();
 }

@@ -183,6 +183,10 @@ private:
     char* limit = nullptr;
 };
 
+// The room of a rendering that holds more than text (references, nested
+// arrays), which is written piece by piece.
+constexpr size_t notPlain = static_cast<size_t>(-1);
+
 }  // namespace
 
 void ValueXml::toStringBuffer(std::string& buf, const char* q) const {
@@ -254,19 +258,41 @@ KeyBindingXml::KeyBindingXml(XmlBuffer& xb) {
     close(xb, "KEYBINDING", attr, "Expecting /KEYBINDING element");
 }
 
+namespace {
+
 // Unlike a property, a key binding quotes every VALUETYPE that merely
 // begins with "string".
-void KeyBindingXml::toStringBuffer(std::string& buf, const char*) const {
-    buf += name;
+std::string_view keyQuote(const KeyValueXml& v) {
+    const std::string_view vt = v.valueType;
+    return !noQuotes && vt.size() >= 6 && sameName(vt.substr(0, 6), "string") ? "\"" : "";
+}
+
+// Room for the rendering of a key binding, or notPlain.
+size_t keyRoom(const KeyBindingXml& k) {
+    if (noVal) return k.name.size();
+    if (k.kind != KeyBindingXml::KeyValue) return notPlain;
+    return k.name.size() + 1 + TextWriter::valueRoom("\"", k.keyValue.value);
+}
+
+void writeKey(TextWriter& out, const KeyBindingXml& k) {
+    out.put(k.name);
     if (noVal) return;
-    buf += "=";
-    if (kind == KeyValue) {
-        const std::string& vt = keyValue.valueType;
-        const bool quoted = vt.size() >= 6 && sameName(std::string_view(vt).substr(0, 6), "string");
-        keyValue.toStringBuffer(buf, quoted ? "\"" : "");
-    } else {
-        refValue.toStringBuffer(buf, "");
+    out.put('=');
+    out.putValue(keyQuote(k.keyValue), k.keyValue.value);
+}
+
+}  // namespace
+
+void KeyBindingXml::toStringBuffer(std::string& buf, const char*) const {
+    if (noVal || kind == KeyValue) {
+        TextWriter out(buf);
+        out.reserve(keyRoom(*this));
+        writeKey(out, *this);
+        return;
     }
+    buf += name;
+    buf += "=";
+    refValue.toStringBuffer(buf, "");
 }
 
 // ---------------------------------------------------------------- INSTANCENAME
@@ -311,11 +337,28 @@ std::unique_ptr<RetValXml> InstanceNameXml::clone() const { return std::make_uni
 // Resetting noQuotes at the end is part of the contract: the reports rely
 // on quotes being back on after any instance name has been written.
 void InstanceNameXml::toStringBuffer(std::string& buf, const char* q) const {
-    buf += pathPrefix;
-    buf += q;
-    buf += className;
-    buf += ".";
-    keys.toStringBuffer(buf, ",", "");
+    const std::string_view quote(q);
+    const size_t head = pathPrefix.size() + quote.size() + className.size() + 1;
+    size_t room = head + keys.size();   // and the separators
+    for (const KeyBindingXml& k : keys) {
+        const size_t key = keyRoom(k);
+        room = key == notPlain ? notPlain : room + key;
+        if (room == notPlain) break;
+    }
+    {
+        TextWriter out(buf);
+        out.reserve(room == notPlain ? head : room);
+        out.put(pathPrefix);
+        out.put(quote);
+        out.put(className);
+        out.put('.');
+        for (size_t i = 0; room != notPlain && i < keys.size(); ++i) {
+            if (i) out.put(',');
+            writeKey(out, keys[i]);
+        }
+    }
+    // A reference among the keys: each key renders itself.
+    if (room == notPlain) keys.toStringBuffer(buf, ",", "");
     noQuotes = 0;
 }
 
@@ -605,8 +648,6 @@ PropertyXml::PropertyXml(const char* nameValue, bool isReference) {
 }
 
 namespace {
-
-constexpr size_t notPlain = static_cast<size_t>(-1);
 
 // Room for the rendering of `v` between quotes `quote`; notPlain when it
 // holds more than text (references, nested arrays).

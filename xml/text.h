@@ -1,7 +1,11 @@
 // Small text helpers shared by every layer.
 #pragma once
 
+#include <cstring>
 #include <string_view>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 // ASCII comparison ignoring case, as CIM compares names.
 inline bool equalsNoCase(std::string_view a, std::string_view b) {
@@ -13,4 +17,37 @@ inline bool equalsNoCase(std::string_view a, std::string_view b) {
         if (x != y) return false;
     }
     return true;
+}
+
+// text.find(what): the first place `what` starts in `text`, or npos. Places
+// are picked sixteen at a time by the first two bytes of `what` (SSE2), and
+// only those are compared whole: in a rendering, where every line starts
+// with '-' and dates hold two more, a search by the first byte alone stops
+// at nearly every line.
+inline size_t findText(std::string_view text, std::string_view what) {
+    const size_t n = what.size();
+    if (n < 2 || text.size() < n) return text.find(what);
+    const char* const begin = text.data();
+    const char* const last = begin + (text.size() - n);   // the last place `what` can start
+    const char* p = begin;
+#if defined(__SSE2__)
+    const __m128i first = _mm_set1_epi8(what[0]), second = _mm_set1_epi8(what[1]);
+    // Sixteen places from p, when the bytes at p + 1 .. p + 16 are all in the
+    // text: last - p >= 16 gives p + 16 <= last, and last + n - 1 is in it.
+    for (; last - p >= 16; p += 16) {
+        const __m128i at0 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+        const __m128i at1 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 1));
+        unsigned hits = static_cast<unsigned>(
+            _mm_movemask_epi8(_mm_and_si128(_mm_cmpeq_epi8(at0, first), _mm_cmpeq_epi8(at1, second))));
+        while (hits != 0) {
+            const char* const at = p + __builtin_ctz(hits);
+            if (std::memcmp(at + 2, what.data() + 2, n - 2) == 0) return static_cast<size_t>(at - begin);
+            hits &= hits - 1;
+        }
+    }
+#endif
+    for (; p <= last; ++p)
+        if (p[0] == what[0] && p[1] == what[1] && std::memcmp(p + 2, what.data() + 2, n - 2) == 0)
+            return static_cast<size_t>(p - begin);
+    return std::string_view::npos;
 }

@@ -1,5 +1,6 @@
 // The scanner: look-ahead that never moves on failure, attribute lists,
 // text content cut in place, and the entity decoder.
+#include "xml/text.h"
 #include "xml/xml_buffer.h"
 
 #include <gtest/gtest.h>
@@ -341,6 +342,36 @@ TEST(FindEither, FindsWhatAByteLoopFinds) {
                                 << "filler " << int(filler) << ", length " << len << ", hit at " << at << ", from "
                                 << (from - begin);
                         }
+                    }
+                }
+            }
+        }
+    }
+}
+
+}  // namespace
+
+namespace {
+
+// findText picks places sixteen at a time by the first two bytes; it must
+// find what std::string_view::find finds, for every length of text and
+// every place of the key, among near misses: the first byte alone, the
+// first two without the rest, the key cut short at the end of the text.
+TEST(FindText, FindsWhatFindFinds) {
+    const std::string_view keys[] = {"-", "-T", "-Ti", "-Time=", "--=", "aa"};
+    for (const std::string_view key : keys) {
+        const std::string near[] = {std::string(key.substr(0, 1)), std::string(key.substr(0, 2)),
+                                    std::string(key.substr(0, key.size() - 1)) + "x"};
+        for (size_t len = 0; len <= 40; ++len) {
+            for (size_t at = 0; at <= len; ++at) {
+                for (const std::string& miss : near) {
+                    std::string text(len, '.');
+                    text.replace(at, std::min(miss.size(), len - at), miss.substr(0, len - at));
+                    if (at + 17 < len) text.replace(at + 17, std::min(key.size(), len - at - 17), key.substr(0, len - at - 17));
+                    for (size_t from = 0; from <= len; ++from) {
+                        const std::string_view view = std::string_view(text).substr(from);
+                        ASSERT_EQ(findText(view, key), view.find(key))
+                            << "key " << key << ", text \"" << text << "\", from " << from;
                     }
                 }
             }
