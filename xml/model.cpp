@@ -601,6 +601,15 @@ PropertyXml::PropertyXml(XmlBuffer& xb) {
         name.append(plain[0]);   // all still empty
         rare.setClassOriginOnly(plain[1]);
         type.append(plain[2]);
+        // Nearly always one VALUE with plain text, and the end tag.
+        std::string_view text;
+        if (!empty && xb.plainValueThenEnd(form->tag, text)) {
+            XmlBuffer::Nest nest(xb);   // as the VALUE's own read counts it
+            ValueXml& v = value.setInPlace();
+            v.kind = ValueXml::Value;
+            v.value.append(text);
+            return;
+        }
     } else {
         form = xmlsteps::openForm(xb, propertyForms);
         if (!form) throw ParseException("Expecting PROPERTY element xx");

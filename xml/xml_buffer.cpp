@@ -325,6 +325,25 @@ bool XmlBuffer::plainText(std::string_view tag, std::string_view& text) {
     return true;
 }
 
+bool XmlBuffer::plainValueThenEnd(std::string_view tag, std::string_view& text) {
+    static constexpr std::string_view open = "<VALUE>", close = "</VALUE>";
+    const char* const e = end();
+    const char* p = cursor;
+    while (p < e && isSpace(*p)) ++p;
+    if (static_cast<size_t>(e - p) < open.size() || !sameBytes(p, open.data(), open.size())) return false;
+    const char* const start = p + open.size();
+    const char* const lt = findEither(start, e, '<', '\0');
+    if (static_cast<size_t>(e - lt) < close.size() || !sameBytes(lt, close.data(), close.size())) return false;
+    p = lt + close.size();
+    while (p < e && isSpace(*p)) ++p;
+    if (static_cast<size_t>(e - p) < tag.size() + 3 || p[0] != '<' || p[1] != '/' ||
+        !sameBytes(p + 2, tag.data(), tag.size()) || p[2 + tag.size()] != '>')
+        return false;
+    text = std::string_view(start, static_cast<size_t>(lt - start));
+    cursor = const_cast<char*>(p) + tag.size() + 3;
+    return true;
+}
+
 std::string XmlBuffer::getValue(const char* attrName) {
     if (DBGXB) std::fprintf(stderr, "--- XmlBuffer::getValue(\"%s\")\n", attrName);
     const std::string_view value = valueText();

@@ -190,6 +190,9 @@ public:
                        std::string_view* values, bool& empty, unsigned optional = 0);
     // Text without "<" or NUL bytes, then "</TAG>".
     bool plainText(std::string_view tag, std::string_view& text);
+    // The rest of an element that holds one value: "<VALUE>", text as in
+    // plainText, "</VALUE>", then "</TAG>" (blanks before either tag).
+    bool plainValueThenEnd(std::string_view tag, std::string_view& text);
 
     // Null for an empty element; otherwise the content, cut in place.
     const char* getContent(const XmlAttr* attr);

@@ -144,6 +144,49 @@ TEST(PlainShapes, NearMissesGoThroughTheGeneralSteps) {
     EXPECT_EQ(r.value, "x");
 }
 
+// After a plain start tag, a body of one VALUE and the end tag is read in
+// the same pass; bodies near that shape go through the general steps. Each
+// body must read, or fail, as it does after a start tag spelt otherwise.
+TEST(PlainShapes, ValueBodiesReadAsTheGeneralStepsReadThem) {
+    const std::string plainStart = "<PROPERTY NAME=\"P\" TYPE=\"string\">";
+    const std::string generalStart = "<PROPERTY NAME=\"P\" TYPE=\"string\" >";
+    const std::string bodies[] = {
+        "<VALUE>v</VALUE></PROPERTY>!",
+        "\n <VALUE>v w</VALUE>\r\n\t</PROPERTY>\n",
+        "<VALUE></VALUE></PROPERTY>",
+        "<VALUE>a &amp; b</VALUE></PROPERTY>",
+        "<VALUE >v</VALUE></PROPERTY>",
+        "<VALUE>v</VALUE ></PROPERTY>",
+        "<VALUE>v</VALUE></PROPERTY >",
+        "<VALUE>v</VALUE></ PROPERTY>",
+        "<VALUE>v</VALUE><VALUE>w</VALUE></PROPERTY>",
+        "<VALUE>v</VALUE><!-- c --></PROPERTY>",
+        "<VALUE>v</VALUE></PROPERTYX>",
+        "<VALUE>v</VALUE></PROPERTY",
+        "<VALUE>v</VALUE>",
+        "<VALUE>v</VALUE></property>",
+        "<VALUE><![CDATA[x]]></VALUE></PROPERTY>",
+        "<VALUE>v</VALUE.ARRAY></PROPERTY>",
+        "<VALUE.ARRAY><VALUE>v</VALUE></VALUE.ARRAY></PROPERTY>",
+        "<VALUE/></PROPERTY>",
+        "<VALUE>v",
+        std::string("<VALUE>v\0w</VALUE></PROPERTY>", 29),
+        std::string("<VALUE>v</VALUE>\0</PROPERTY>", 28),
+    };
+    const auto outcome = [](const std::string& text) {
+        try {
+            const Read r = readProperty(text);
+            return "name " + r.name + ", value " + std::to_string(r.hasValue) + " " + std::to_string(r.valueKind) +
+                   " [" + r.value + "], rest [" + r.rest + "]";
+        } catch (const XmlException& e) {
+            return "failed: " + e.getMsg();
+        }
+    };
+    for (const std::string& body : bodies)
+        EXPECT_EQ(outcome(plainStart + body), outcome(generalStart + body)) << body;
+    EXPECT_EQ(outcome(plainStart + bodies[0]), "name P, value 1 1 [v], rest [!]");
+}
+
 TEST(PlainShapes, CutShortTheyFailAsTheGeneralStepsFail) {
     struct Row {
         const char* text;
