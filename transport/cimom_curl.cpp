@@ -24,6 +24,7 @@
 #include <condition_variable>
 #include <mutex>
 #include <thread>
+#include <vector>
 
 int dumpXml = 0;
 int reqChunking = 0;
@@ -369,15 +370,26 @@ namespace {
 // where the writer is about to write (see Transfer), so that a long body is
 // stored in a few megabytes of pages: a fresh page costs a fault and the
 // clearing of its bytes, and far more where the host of a virtual machine
-// hands out memory only when it is first touched. What was moved away is no
-// longer mapped.
+// hands out memory only when it is first touched. Where a page was moved
+// away nothing of ours is mapped any more, and the kernel may place other
+// mappings there.
 class Room {
 public:
     static constexpr uintptr_t pageBytes = uintptr_t{2} << 20;   // a large page
 
     Room() = default;
+    // What was moved away may have been mapped again by anyone else: only
+    // the rest is unmapped.
     ~Room() {
-        if (bytes != nullptr) munmap(bytes, length);
+        if (bytes == nullptr) return;
+        std::sort(holes.begin(), holes.end());
+        uintptr_t from = reinterpret_cast<uintptr_t>(bytes);
+        for (const uintptr_t hole : holes) {
+            if (hole > from) munmap(reinterpret_cast<void*>(from), hole - from);
+            from = hole + pageBytes;
+        }
+        const uintptr_t end = reinterpret_cast<uintptr_t>(bytes) + length;
+        if (end > from) munmap(reinterpret_cast<void*>(from), end - from);
     }
     Room(const Room&) = delete;
     Room& operator=(const Room&) = delete;
@@ -409,6 +421,7 @@ public:
     // had fresh on its first write.
     void fill(uintptr_t spare) {
         if (spare != 0) {
+            holes.push_back(spare);
             void* moved = mremap(reinterpret_cast<void*>(spare), pageBytes, pageBytes, MREMAP_MAYMOVE | MREMAP_FIXED,
                                  reinterpret_cast<void*>(nextPage));
             if (moved == MAP_FAILED) munmap(reinterpret_cast<void*>(spare), pageBytes);   // left to a fault
@@ -427,6 +440,7 @@ private:
     size_t length = 0;
     uintptr_t spareFrom = 0;   // the reader's: no page below it becomes a spare again
     uintptr_t nextPage = 0;    // the writer's: the first page not yet filled
+    std::vector<uintptr_t> holes;   // the writer's: pages moved away (or given back)
 };
 
 }  // namespace
