@@ -72,8 +72,10 @@ public:
         return value;
     }
     void set(T v) { value = std::move(v); present = true; }
-    // The value held (a fresh one unless one was set before), marked
-    // present, for a caller that fills it in place.
+    // Absent again. The value held stays for setInPlace() to fill again.
+    void reset() { present = false; }
+    // The value held (a fresh one unless one was set before, even when
+    // reset since), marked present, for a caller that fills it in place.
     T& setInPlace() {
         present = true;
         return value;

@@ -98,12 +98,14 @@ std::unique_ptr<RetValXml> readResults(XmlBuffer& xb, const char* tag, NamedInst
         if (sink) {
             xb.handedOver();
             sink->take(first);
+            // Each further item is read into the one before it, keeping its
+            // room: the sink is done with an item when take() returns.
             for (;;) {
                 xb.awaitItem();
                 if (!XmlBuffer::nextEquals(xb.nextTag(), tag)) break;
-                One item = xb.guarded([&xb] { return read(xb); });
+                xb.guarded([&xb, &first] { first.read(xb); });
                 xb.handedOver();
-                sink->take(item);
+                sink->take(first);
             }
             return list;
         }

@@ -24,7 +24,8 @@ public:
 // Takes the instances of an enumeration one at a time, as they are read, so
 // that a long list is never held whole: the reply is still read and checked to
 // its end, and its list result comes back empty. A single instance is not
-// handed over; it stays the result, as without a sink.
+// handed over; it stays the result, as without a sink. An item is the
+// sink's only until take() returns: the next one is read into it.
 class NamedInstanceSink {
 public:
     virtual void take(NamedInstanceXml& item) = 0;

@@ -63,6 +63,20 @@ ValueXml::ValueXml(const char* text) : RetValXml(TypeValue), kind(Value), value(
 
 ValueXml::ValueXml(XmlBuffer& xb) : RetValXml(TypeValue) { read(xb); }
 
+void ValueXml::setText(std::string_view text) {
+    kind = Value;
+    value.assign(text);
+    array.reset();
+    ref.reset();
+}
+
+void ValueXml::clear() {
+    kind = None;
+    value.clear();
+    array.reset();
+    ref.reset();
+}
+
 void ValueXml::read(XmlBuffer& xb) {
     value.clear();
     array.reset();
@@ -215,10 +229,12 @@ void ValueXml::toStringBuffer(std::string& buf, const char* q) const {
 
 const XmlElement KeyValueXml::elm{"VALUETYPE", "TYPE"};
 
-KeyValueXml::KeyValueXml(XmlBuffer& xb) {
+KeyValueXml::KeyValueXml(XmlBuffer& xb) { read(xb); }
+
+void KeyValueXml::read(XmlBuffer& xb) {
     XmlAttr attr(elm.attrs.size());
     open(xb, "KEYVALUE", elm, attr, "Expecting KEYVALUE element", "Bad KEYVALUE attributes");
-    valueType = std::move(attr.attr[0]);
+    valueType.assign(attr.attr[0]);
     std::string_view text;
     if (!attr.emptyElement && xb.plainText("KEYVALUE", text)) {
         value.assign(text);
@@ -242,16 +258,22 @@ void KeyValueXml::toStringBuffer(std::string& buf, const char* q) const {
 
 const XmlElement KeyBindingXml::elm{"NAME"};
 
-KeyBindingXml::KeyBindingXml(XmlBuffer& xb) {
+KeyBindingXml::KeyBindingXml(XmlBuffer& xb) { read(xb); }
+
+// The kind not read keeps what a fresh key binding holds there.
+void KeyBindingXml::read(XmlBuffer& xb) {
     XmlAttr attr(elm.attrs.size());
     open(xb, "KEYBINDING", elm, attr, "Expecting KEYBINDING element", "Bad KEYBINDING attributes");
-    name = std::move(attr.attr[0]);
+    name.assign(attr.attr[0]);
     if (childIs(xb, attr, "KEYVALUE")) {
         kind = KeyValue;
-        keyValue = KeyValueXml(xb);
+        keyValue.read(xb);
+        refValue.clear();
     } else if (childIs(xb, attr, "VALUE.REFERENCE")) {
         kind = Reference;
-        refValue = ValueXml(xb);
+        refValue.read(xb);
+        keyValue.valueType.clear();
+        keyValue.value.clear();
     } else {
         throw ParseException("Expecting KEYVALUE or VALUE.REFERENCE element");
     }
@@ -303,32 +325,46 @@ const XmlElement InstanceNameXml::elmObjectPath(0);
 InstanceNameXml::InstanceNameXml() : RetValXml(TypeInstanceName) {}
 
 InstanceNameXml::InstanceNameXml(XmlBuffer& xb, bool objectPath) : RetValXml(TypeInstanceName) {
-    XmlBuffer::Nest nest(xb);
-    if (objectPath) {
-        XmlAttr attr(elmObjectPath.attrs.size());
-        open(xb, "OBJECTPATH", elmObjectPath, attr, "Expecting OBJECTPATH element", "Bad OBJECTPATH attributes");
-        if (childIs(xb, attr, "LOCALINSTANCEPATH")) {
-            LocalInstancepathValueXml path(xb);
-            className = std::move(path.name.className);
-            keys = std::move(path.name.keys);
-        } else if (childIs(xb, attr, "INSTANCEPATH")) {
-            InstancepathValueXml path(xb);
-            path.path.toStringBuffer(pathPrefix, "");
-            className = std::move(path.name.className);
-            keys = std::move(path.name.keys);
-        } else {
-            throw ParseException("Expecting LOCALINSTANCEPATH or INSTANCEPATH element (1)");
-        }
-        close(xb, "OBJECTPATH", attr, "Expecting /OBJECTPATH element");
+    if (!objectPath) {
+        // Room for as many keys as the last name had; trimmed to its size.
+        keys.reserve(xb.keyHint);
+        read(xb);
+        if (keys.capacity() > keys.size()) keys.shrink_to_fit();
         return;
     }
+    XmlBuffer::Nest nest(xb);
+    XmlAttr attr(elmObjectPath.attrs.size());
+    open(xb, "OBJECTPATH", elmObjectPath, attr, "Expecting OBJECTPATH element", "Bad OBJECTPATH attributes");
+    if (childIs(xb, attr, "LOCALINSTANCEPATH")) {
+        LocalInstancepathValueXml path(xb);
+        className = std::move(path.name.className);
+        keys = std::move(path.name.keys);
+    } else if (childIs(xb, attr, "INSTANCEPATH")) {
+        InstancepathValueXml path(xb);
+        path.path.toStringBuffer(pathPrefix, "");
+        className = std::move(path.name.className);
+        keys = std::move(path.name.keys);
+    } else {
+        throw ParseException("Expecting LOCALINSTANCEPATH or INSTANCEPATH element (1)");
+    }
+    close(xb, "OBJECTPATH", attr, "Expecting /OBJECTPATH element");
+}
+
+void InstanceNameXml::read(XmlBuffer& xb) {
+    XmlBuffer::Nest nest(xb);
     XmlAttr attr(elm.attrs.size());
     open(xb, "INSTANCENAME", elm, attr, "Expecting INSTANCENAME element", "Bad INSTANCENAME attributes");
-    className = std::move(attr.attr[0]);
-    keys.reserve(xb.keyHint);
-    while (childIs(xb, attr, "KEYBINDING")) keys.emplace_back(xb);
-    if (keys.capacity() > keys.size()) keys.shrink_to_fit();
-    xb.keyHint = keys.size();
+    pathPrefix.clear();
+    className.assign(attr.attr[0]);
+    size_t count = 0;
+    for (; childIs(xb, attr, "KEYBINDING"); ++count) {
+        if (count < keys.size())
+            keys[count].read(xb);
+        else
+            keys.emplace_back(xb);
+    }
+    keys.erase(keys.begin() + static_cast<std::ptrdiff_t>(count), keys.end());
+    xb.keyHint = count;
     close(xb, "INSTANCENAME", attr, "Expecting /INSTANCENAME element");
 }
 
@@ -586,7 +622,15 @@ void RareAttributes::setClassOriginOnly(std::string_view value) {
     texts = last;
 }
 
-PropertyXml::PropertyXml(XmlBuffer& xb) {
+PropertyXml::PropertyXml(XmlBuffer& xb) { read(xb); }
+
+void PropertyXml::read(XmlBuffer& xb) {
+    name.clear();
+    type.clear();
+    rare.clear();
+    qualifierList.reset();
+    value.reset();
+    key = 0;
     // Most properties come as <PROPERTY NAME="..." TYPE="...">, with
     // CLASSORIGIN between the two when the class origin was asked for (as
     // the queries do).
@@ -598,16 +642,14 @@ PropertyXml::PropertyXml(XmlBuffer& xb) {
     const PropertyForm* form = &propertyForms[2];
     if (xb.plainStartTag(form->tag, nameOriginType, 3, plain, empty, originOptional)) {
         kind = Plain;
-        name.append(plain[0]);   // all still empty
+        name.append(plain[0]);
         rare.setClassOriginOnly(plain[1]);
         type.append(plain[2]);
         // Nearly always one VALUE with plain text, and the end tag.
         std::string_view text;
         if (!empty && xb.plainValueThenEnd(form->tag, text)) {
             XmlBuffer::Nest nest(xb);   // as the VALUE's own read counts it
-            ValueXml& v = value.setInPlace();
-            v.kind = ValueXml::Value;
-            v.value.append(text);
+            value.setInPlace().setText(text);
             return;
         }
     } else {
@@ -760,24 +802,36 @@ void PropertyXml::toStringBuffer(std::string& buf, const char* q) const {
 const XmlElement InstanceXml::elm{"CLASSNAME", "xml:lang"};
 
 InstanceXml::InstanceXml(XmlBuffer& xb) : RetValXml(TypeInstance) {
-    XmlAttr attr(elm.attrs.size());
-    open(xb, "INSTANCE", elm, attr, "Expecting INSTANCE element", "Bad INSTANCE attributes");
-    className = std::move(attr.attr[0]);
     // Built in place, into room for as many properties as the last instance
     // had; the vector is trimmed to its size at the end.
     properties.reserve(xb.propertyHint);
+    read(xb);
+    if (properties.capacity() > properties.size()) properties.shrink_to_fit();
+}
+
+void InstanceXml::read(XmlBuffer& xb) {
+    XmlAttr attr(elm.attrs.size());
+    open(xb, "INSTANCE", elm, attr, "Expecting INSTANCE element", "Bad INSTANCE attributes");
+    className.assign(attr.attr[0]);
+    qualifiers.clear();
+    size_t count = 0;
     for (;;) {
         if (xb.endTag("INSTANCE", &attr)) break;
         const char* next = xb.nextTag();
-        if (XmlBuffer::nextEquals(next, "QUALIFIER"))
+        if (XmlBuffer::nextEquals(next, "QUALIFIER")) {
             qualifiers.add(QualifierXml(xb));
-        else if (XmlBuffer::nextEquals(next, "PROPERTY"))
-            properties.emplace_back(xb);
-        else
+        } else if (XmlBuffer::nextEquals(next, "PROPERTY")) {
+            if (count < properties.size())
+                properties[count].read(xb);
+            else
+                properties.emplace_back(xb);
+            ++count;
+        } else {
             throw ParseException("Expecting /INSTANCE, QUALIFIER or PROPERTY element");
+        }
     }
-    if (properties.capacity() > properties.size()) properties.shrink_to_fit();
-    xb.propertyHint = properties.size();
+    properties.erase(properties.begin() + static_cast<std::ptrdiff_t>(count), properties.end());
+    xb.propertyHint = count;
 }
 
 std::unique_ptr<RetValXml> InstanceXml::clone() const { return std::make_unique<InstanceXml>(*this); }
@@ -822,13 +876,23 @@ void InstanceXml::propagateKeyFlags(const ArrayXml<PropertyXml>& keys) {
 const XmlElement NamedInstanceXml::elm(0);
 
 NamedInstanceXml::NamedInstanceXml(XmlBuffer& xb) : RetValXml(TypeNamedInstance) {
+    // As the name and the instance made on their own: room for as many keys
+    // and properties as the last ones had, trimmed to their sizes.
+    name.keys.reserve(xb.keyHint);
+    instance.properties.reserve(xb.propertyHint);
+    read(xb);
+    if (name.keys.capacity() > name.keys.size()) name.keys.shrink_to_fit();
+    if (instance.properties.capacity() > instance.properties.size()) instance.properties.shrink_to_fit();
+}
+
+void NamedInstanceXml::read(XmlBuffer& xb) {
     XmlAttr attr(elm.attrs.size());
     open(xb, "VALUE.NAMEDINSTANCE", elm, attr, "Expecting VALUE.NAMEDINSTANCE element",
          "Bad VALUE.NAMEDINSTANCE attributes");
     if (!childIs(xb, attr, "INSTANCENAME")) throw ParseException("Expecting INSTANCENANE and INSTANCE element");
-    name = InstanceNameXml(xb);
+    name.read(xb);
     if (!childIs(xb, attr, "INSTANCE")) throw ParseException("Expecting INSTANCENANE and INSTANCE element");
-    instance = InstanceXml(xb);
+    instance.read(xb);
     close(xb, "VALUE.NAMEDINSTANCE", attr, "Expecting /VALUE.NAMEDINSTANCE element");
 }
 

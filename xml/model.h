@@ -1,6 +1,9 @@
 // The object model of replies: values, instance names and key bindings, the
 // path elements, instances and properties. Every class parses itself from an
-// XmlBuffer and renders itself as text (toStringBuffer).
+// XmlBuffer and renders itself as text (toStringBuffer). The classes a list
+// of instances is made of can also parse into an object read before
+// (read()), keeping its strings' and vectors' room: the result is the same
+// as a fresh object's.
 #pragma once
 
 #include "xml/array_xml.h"
@@ -63,6 +66,10 @@ public:
     explicit ValueXml(const char* text);   // a VALUE holding `text`
     // Parses into this object, replacing what it held.
     void read(XmlBuffer& xb);
+    // A VALUE holding `text`, replacing what it held.
+    void setText(std::string_view text);
+    // Back to what a default-made value holds.
+    void clear();
     ValueXml(const ValueXml& other);
     ValueXml& operator=(const ValueXml& other);
     ValueXml(ValueXml&&) noexcept;
@@ -92,6 +99,7 @@ public:
     explicit KeyValueXml(XmlBuffer& xb);
     explicit KeyValueXml(const char* text);   // VALUETYPE "string"
     KeyValueXml() = default;
+    void read(XmlBuffer& xb);
     void toStringBuffer(std::string& buf, const char* q) const;
 
     static const XmlElement elm;
@@ -103,6 +111,7 @@ class KeyBindingXml {
 public:
     enum Kind { KeyValue = 1, Reference = 2 };
     explicit KeyBindingXml(XmlBuffer& xb);
+    void read(XmlBuffer& xb);
     void toStringBuffer(std::string& buf, const char* q) const;
 
     static const XmlElement elm;
@@ -117,6 +126,8 @@ public:
     // With `objectPath`, an OBJECTPATH wrapper is read first.
     explicit InstanceNameXml(XmlBuffer& xb, bool objectPath = false);
     InstanceNameXml();
+    // An INSTANCENAME (not the OBJECTPATH form).
+    void read(XmlBuffer& xb);
     std::unique_ptr<RetValXml> clone() const override;
     void toStringBuffer(std::string& buf, const char* q = "") const override;
 
@@ -224,6 +235,7 @@ public:
         return which == ClassOrigin ? t.classOrigin : t.others.get()[which - 1];
     }
     void set(Which which, std::string_view value);
+    void clear() { texts.reset(); }
     // The class origin of a property that has no other of these attributes:
     // the texts of the last such property read are shared when they name the
     // same class.
@@ -242,6 +254,7 @@ class PropertyXml {
 public:
     enum Kind { Plain = 1, Reference = 2, Array = 3 };
     explicit PropertyXml(XmlBuffer& xb);
+    void read(XmlBuffer& xb);
     // From "name=value" text (object path keys); throws ParseException
     // "Invalid name-value pair" without "=". The TYPE is inferred from the
     // value as written: "boolean", "numeric" or "string"; a value in double
@@ -276,6 +289,7 @@ class InstanceXml : public RetValXml {
 public:
     explicit InstanceXml(XmlBuffer& xb);
     InstanceXml() : RetValXml(TypeInstance) {}
+    void read(XmlBuffer& xb);
     std::unique_ptr<RetValXml> clone() const override;
     void toStringBuffer(std::string& buf, const char* q = "") const override;
     void propagateKeyFlags(const ArrayXml<KeyBindingXml>& keys);
@@ -290,6 +304,7 @@ public:
 class NamedInstanceXml : public RetValXml {
 public:
     explicit NamedInstanceXml(XmlBuffer& xb);
+    void read(XmlBuffer& xb);
     std::unique_ptr<RetValXml> clone() const override;
     static const XmlElement elm;
     InstanceNameXml name;
