@@ -478,11 +478,16 @@ public:
 
     char* data() override { return storage.get(); }
     size_t size() const override { return length; }
+    // The reader is woken once a step more has come (or the rest of the
+    // body, or the end), not for every write: a reader that keeps up with
+    // the writer would otherwise sleep and wake for every block libcurl
+    // hands over.
     Progress waitBeyond(size_t have) override {
         std::unique_lock<std::mutex> lock(mutex);
         waiting = true;
+        wakeAt = std::min(have + wakeStep, length);
         roomMade.notify_one();   // a reader that waits holds the writer back no longer
-        changed.wait(lock, [&] { return in > have || ended; });
+        changed.wait(lock, [&] { return (in > have && in >= wakeAt) || ended; });
         waiting = false;
         return {in, ended};
     }
@@ -551,8 +556,11 @@ private:
             std::memcpy(storage.get() + in, ptr, count);
             std::unique_lock<std::mutex> lock(mutex);
             in += count;
-            if (waiting) changed.notify_one();
-            keepWithinLead(lock);
+            const bool wake = waiting && in >= wakeAt;
+            keepWithinLead(lock);   // never waits while the reader does
+            lock.unlock();
+            // Woken after the unlock, the reader finds the lock free.
+            if (wake) changed.notify_one();
             return count;
         } catch (...) {
             failure = std::current_exception();
@@ -618,12 +626,14 @@ private:
     size_t length = 0;
     size_t in = 0;                    // written by the transfer's thread, under the lock
     bool waiting = false;             // the reader waits for more
+    size_t wakeAt = 0;                // under the lock: what the waiting reader is woken at
     bool ended = false;
     // How far the writer may go ahead of the reader: enough for the reader
     // never to wait on a writer that has the bytes, few enough pages to be
     // had fresh.
     static constexpr size_t lead = size_t{8} << 20;
     static constexpr size_t publishStep = size_t{256} << 10;
+    static constexpr size_t wakeStep = size_t{256} << 10;
     std::condition_variable roomMade;  // the writer waits on it
     size_t readerAt = 0;              // under the lock
     std::vector<uintptr_t> spares;    // under the lock: pages the reader is done with
