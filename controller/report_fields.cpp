@@ -4,7 +4,9 @@
 #include <charconv>
 #include <iomanip>
 #include <locale>
+#include <new>
 #include <stdexcept>
+#include <sys/mman.h>
 #if defined(__GLIBCXX__)
 #include <cxxabi.h>
 #endif
@@ -268,27 +270,57 @@ void ResetStream(std::ostream& os) {
     os.fill(' ');
 }
 
+// A large block is mapped on its own, on a large-page boundary, and asked to
+// be backed by a large page; a small one comes from the heap.
+HeldOutput::Blocks::Block HeldOutput::Blocks::make(size_t size) {
+    if (size < largeSize) return {new char[size], size};   // written before it is read
+    const size_t mapped = size + largeSize;
+    void* const p = mmap(nullptr, mapped, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (p == MAP_FAILED) throw std::bad_alloc();
+    const uintptr_t start = reinterpret_cast<uintptr_t>(p);
+    const uintptr_t aligned = (start + largeSize - 1) & ~(uintptr_t{largeSize} - 1);
+    if (aligned > start) munmap(p, aligned - start);
+    const uintptr_t end = start + mapped;
+    if (end > aligned + size) munmap(reinterpret_cast<void*>(aligned + size), end - (aligned + size));
+    madvise(reinterpret_cast<void*>(aligned), size, MADV_HUGEPAGE);
+    return {reinterpret_cast<char*>(aligned), size};
+}
+
+void HeldOutput::Blocks::drop(const Block& block) {
+    if (!block.data) return;
+    if (block.size < largeSize)
+        delete[] block.data;
+    else
+        munmap(block.data, block.size);
+}
+
+void HeldOutput::Blocks::dropAll() {
+    for (const Block& block : full) drop(block);
+    full.clear();
+    drop(current);
+    current = {};
+    setp(nullptr, nullptr);
+}
+
+HeldOutput::Blocks::~Blocks() { dropAll(); }
+
 // The put area is the newest block; the blocks before it are full.
 HeldOutput::Blocks::int_type HeldOutput::Blocks::overflow(int_type c) {
     if (traits_type::eq_int_type(c, traits_type::eof())) return traits_type::not_eof(c);
-    std::unique_ptr<char[]> next(new char[blockSize]);   // written before it is read
-    if (current) {
-        full.reserve(full.size() + 1);
-        full.push_back(std::move(current));
-    }
-    current = std::move(next);
-    setp(current.get(), current.get() + blockSize);
+    full.reserve(full.size() + 1);
+    const Block next = make(full.size() + 1 < smallCount ? smallSize : largeSize);
+    if (current.data) full.push_back(current);
+    current = next;
+    setp(current.data, current.data + current.size);
     *pptr() = traits_type::to_char_type(c);
     pbump(1);
     return c;
 }
 
 void HeldOutput::Blocks::writeTo(std::ostream& target) {
-    for (const std::unique_ptr<char[]>& block : full) target.write(block.get(), blockSize);
-    if (current) target.write(pbase(), pptr() - pbase());
-    full.clear();
-    current.reset();
-    setp(nullptr, nullptr);
+    for (const Block& block : full) target.write(block.data, static_cast<std::streamsize>(block.size));
+    if (current.data) target.write(pbase(), pptr() - pbase());
+    dropAll();
 }
 
 HeldOutput::HeldOutput(std::ostream& target) : out(&blocks) { out.copyfmt(target); }

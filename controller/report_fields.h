@@ -121,17 +121,33 @@ public:
     void writeTo(std::ostream& target);
 
 private:
+    // The first blocks are small; once a report has filled those, the
+    // blocks are large pages of their own, each had with one page fault
+    // instead of five hundred.
     class Blocks : public std::streambuf {
     public:
+        Blocks() = default;
+        Blocks(const Blocks&) = delete;
+        Blocks& operator=(const Blocks&) = delete;
+        ~Blocks() override;
         void writeTo(std::ostream& target);
 
     protected:
         int_type overflow(int_type c) override;
 
     private:
-        static constexpr size_t blockSize = 64 * 1024;
-        std::vector<std::unique_ptr<char[]>> full;   // each blockSize bytes, all written
-        std::unique_ptr<char[]> current;              // the put area
+        struct Block {
+            char* data;
+            size_t size;
+        };
+        static constexpr size_t smallSize = 64 * 1024;
+        static constexpr size_t smallCount = 16;
+        static constexpr size_t largeSize = size_t{2} << 20;
+        static Block make(size_t size);
+        static void drop(const Block& block);
+        void dropAll();
+        std::vector<Block> full;   // all written
+        Block current{};           // the put area
     };
 
     Blocks blocks;

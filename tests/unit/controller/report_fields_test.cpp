@@ -1,6 +1,8 @@
 // Cutting values out of an instance's text form by key.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 
@@ -66,5 +68,50 @@ TEST(CutBytes, AccumulatesIntoADouble) {
     EXPECT_DOUBLE_EQ(CutBytes("-C=99999999999999999999\n", "-C="), 1e20);
     EXPECT_THROW(CutBytes("-C=1", "-C="), std::out_of_range);
 }
+
+}  // namespace
+
+namespace {
+
+// Bytes that tell their place: a block written twice, left out or cut short
+// shows.
+std::string Pattern(size_t size) {
+    std::string bytes(size, '\0');
+    for (size_t i = 0; i < size; ++i) bytes[i] = static_cast<char>('a' + (i * 7 + i / 251) % 26);
+    return bytes;
+}
+
+// Reports of these sizes end in the first block, on a block's edge, in the
+// last small block, in the first large one, and after several large ones.
+class HeldSizes : public ::testing::TestWithParam<size_t> {};
+
+TEST_P(HeldSizes, EveryByteIsHeldUntilWrittenThenForgotten) {
+    const size_t size = GetParam();
+    const std::string bytes = Pattern(size);
+    std::ostringstream target;
+    HeldOutput held(target);
+    // Pieces of changing size, single characters among them.
+    for (size_t at = 0, piece = 1; at < size; at += piece, piece = piece * 3 % 70001 + 1) {
+        piece = std::min(piece, size - at);
+        if (piece == 1)
+            held.stream().put(bytes[at]);
+        else
+            held.stream().write(bytes.data() + at, static_cast<std::streamsize>(piece));
+    }
+    EXPECT_TRUE(target.str().empty());
+    held.writeTo(target);
+    EXPECT_TRUE(target.str() == bytes) << size << " bytes in, " << target.str().size() << " out";
+    held.writeTo(target);
+    EXPECT_EQ(target.str().size(), size);
+    // Held again from the start.
+    held.stream() << "after";
+    held.writeTo(target);
+    EXPECT_EQ(target.str().substr(size), "after");
+}
+
+INSTANTIATE_TEST_SUITE_P(Blocks, HeldSizes,
+                         ::testing::Values(size_t{0}, size_t{1}, size_t{64} << 10, (size_t{64} << 10) + 1,
+                                           size_t{1} << 20, (size_t{1} << 20) + (size_t{64} << 10) + 5,
+                                           (size_t{7} << 20) + 3));
 
 }  // namespace
