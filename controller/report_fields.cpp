@@ -212,17 +212,14 @@ void PrintValue(std::ostream& os, std::string_view text, const Field& f, size_t 
 
 }  // namespace
 
+// A quote that is not there is looked for up to the end of the text, where
+// the checked access fails.
 std::string_view CutString(std::string_view text, std::string_view key) {
-    size_t open = 0;
-    int quotes = 0;
-    for (size_t i = ValueStart(text, key);; ++i) {
-        if (text.at(i) != '"') continue;
-        if (++quotes == 1) {
-            open = i + 1;
-        } else {
-            return text.substr(open, i - open);
-        }
-    }
+    const size_t open = text.find('"', ValueStart(text, key));
+    if (open == std::string_view::npos) text.at(text.size());
+    const size_t close = text.find('"', open + 1);
+    if (close == std::string_view::npos) text.at(text.size());
+    return text.substr(open + 1, close - open - 1);
 }
 
 uint64_t CutNumber(std::string_view text, std::string_view key) {
@@ -249,11 +246,12 @@ bool PrintFields(std::ostream& os, std::string_view text, const Field* fields, s
             if (!GuardPasses(os, text, *f)) return false;
             continue;
         }
-        // `os << s` is `os << std::setw(os.width()) << s`.
-        PrintText(os, f->label, os.width());
+        // `os << s` is `os << std::setw(os.width()) << s`; into a plain
+        // stream with no width pending, an empty text writes nothing.
+        if (!f->label.empty() || os.width() != 0 || !Plain(os)) PrintText(os, f->label, os.width());
         for (int t = 0; t < f->tabs; ++t) os << '\t';
         PrintValue(os, text, *f, index);
-        PrintText(os, f->suffix, os.width());
+        if (!f->suffix.empty() || os.width() != 0 || !Plain(os)) PrintText(os, f->suffix, os.width());
         if (!f->label.empty()) os << '\n';
     }
     return true;

@@ -286,7 +286,8 @@ namespace {
 // begins with "string".
 std::string_view keyQuote(const KeyValueXml& v) {
     const std::string_view vt = v.valueType;
-    return !noQuotes && vt.size() >= 6 && sameName(vt.substr(0, 6), "string") ? "\"" : "";
+    using namespace std::string_view_literals;
+    return !noQuotes && vt.size() >= 6 && sameName(vt.substr(0, 6), "string") ? "\""sv : ""sv;
 }
 
 // Room for the rendering of a key binding, or notPlain.
@@ -741,7 +742,10 @@ struct LineParts {
 
 LineParts partsOf(const PropertyXml& p) {
     if (noVal || !p.value.exists()) return {"", nullptr};
-    return {!noQuotes && sameName(p.type, "string") ? "\"" : "", &p.value.val()};
+    // Views of literals, so that data() is a C string for the renderings
+    // that take one.
+    using namespace std::string_view_literals;
+    return {!noQuotes && sameName(p.type, "string") ? "\""sv : ""sv, &p.value.val()};
 }
 
 
@@ -839,7 +843,8 @@ std::unique_ptr<RetValXml> InstanceXml::clone() const { return std::make_unique<
 // Properties whose values are text are written straight into `buf`; one
 // with a reference goes through its own rendering.
 void InstanceXml::toStringBuffer(std::string& buf, const char* q) const {
-    const std::string_view sep = useNl ? "" : ",";
+    using namespace std::string_view_literals;
+    const std::string_view sep = useNl ? ""sv : ","sv;
     const std::string_view nameQuote(q);
     TextWriter out(buf);
     for (size_t i = 0; i < properties.size(); ++i) {

@@ -14,9 +14,10 @@
 
 namespace xmlsteps {
 
-inline void open(XmlBuffer& xb, const char* tag, const XmlElement& elm, XmlAttr& attr,
+// `tag` is NUL-terminated (a literal, or a name from a table of them).
+inline void open(XmlBuffer& xb, std::string_view tag, const XmlElement& elm, XmlAttr& attr,
                  const char* expecting, const char* badAttributes) {
-    if (DBGX) std::fprintf(stderr, "--- %s\n", tag);
+    if (DBGX) std::fprintf(stderr, "--- %s\n", tag.data());
     // Servers write most start tags with the table's first attribute only,
     // or with none: those are read in one pass.
     const size_t count = elm.attrs.empty() ? 0 : 1;
@@ -30,7 +31,7 @@ inline void open(XmlBuffer& xb, const char* tag, const XmlElement& elm, XmlAttr&
         return;
     }
     if (!xb.tagEquals(tag)) throw ParseException(expecting);
-    if (!xb.attrsOk(elm, attr, tag)) throw ParseException(badAttributes);
+    if (!xb.attrsOk(elm, attr, tag.data())) throw ParseException(badAttributes);
 }
 
 // The end tag; an element written in its empty form is closed already.
