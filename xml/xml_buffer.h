@@ -234,21 +234,32 @@ public:
         const char l = static_cast<char>(c | 0x20);
         return (c >= '0' && c <= '9') || (l >= 'a' && l <= 'z');
     }
-    // Equal bytes; equal ignoring the case of ASCII letters.
+    // Equal bytes; equal ignoring the case of ASCII letters. The names
+    // compared are short: a tail shorter than a word is compared as two
+    // words that overlap, within the n bytes.
     static bool sameBytes(const char* a, const char* b, size_t n) {
-        for (; n >= 8; a += 8, b += 8, n -= 8) {
-            std::uint64_t x, y;
-            std::memcpy(&x, a, 8);
-            std::memcpy(&y, b, 8);
-            if (x != y) return false;
+        if (n >= 8) {
+            for (; n > 8; a += 8, b += 8, n -= 8)
+                if (word<std::uint64_t>(a) != word<std::uint64_t>(b)) return false;
+            return word<std::uint64_t>(a + n - 8) == word<std::uint64_t>(b + n - 8);
         }
-        for (; n; ++a, ++b, --n)
-            if (*a != *b) return false;
-        return true;
+        if (n >= 4)
+            return word<std::uint32_t>(a) == word<std::uint32_t>(b) &&
+                   word<std::uint32_t>(a + n - 4) == word<std::uint32_t>(b + n - 4);
+        if (n >= 2)
+            return word<std::uint16_t>(a) == word<std::uint16_t>(b) &&
+                   word<std::uint16_t>(a + n - 2) == word<std::uint16_t>(b + n - 2);
+        return n == 0 || *a == *b;
     }
     static bool sameNoCase(const char* a, const char* b, size_t n);
 
 private:
+    template <class Word>
+    static Word word(const char* p) {
+        Word w;
+        std::memcpy(&w, p, sizeof w);
+        return w;
+    }
     // `w` at the cursor, not followed by a letter or digit.
     int getWordN(std::string_view w, bool caseSensitive) {
         const size_t n = w.size();

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <stdexcept>
+#include <cstring>
 #include <string>
 
 namespace {
@@ -321,6 +322,27 @@ namespace {
 // finds, from every offset and at every length, among bytes that differ
 // from the wanted ones only in the high bit or by one, with either of the
 // two wanted bytes first.
+TEST(SameBytes, AgreesWithMemcmpAtEveryLengthAndPlace) {
+    // One byte differs, in every place of every length to 40 (short names
+    // are compared as overlapping words), or none does. The bytes just
+    // before and just after differ: a comparison must not look at them.
+    constexpr size_t before = 8;
+    std::string a(64, 'x'), b(64, 'x');
+    for (size_t i = 0; i < a.size(); ++i) a[i] = b[i] = static_cast<char>('A' + i % 26);
+    for (size_t i = 0; i < before; ++i) b[i] = '#';
+    for (size_t len = 0; len <= 40; ++len) {
+        for (size_t at = 0; at <= len; ++at) {
+            std::string other = b;
+            if (at < len) other[before + at] = static_cast<char>(other[before + at] ^ 0x20);
+            other[before + len] = '#';
+            const char* const x = a.data() + before;
+            const char* const y = other.data() + before;
+            const bool equal = std::memcmp(x, y, len) == 0;
+            ASSERT_EQ(XmlBuffer::sameBytes(x, y, len), equal) << "length " << len << ", at " << at;
+        }
+    }
+}
+
 TEST(FindEither, FindsWhatAByteLoopFinds) {
     const char fillers[] = {'a', '\x80', static_cast<char>('"' | 0x80), '"' + 1, '"' - 1, '\x01', '\xff', '\x7f'};
     const char wanted[][2] = {{'"', '\0'}, {'<', '\0'}, {'&', '\\'}};
