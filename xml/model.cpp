@@ -819,20 +819,23 @@ void InstanceXml::read(XmlBuffer& xb) {
     className.assign(attr.attr[0]);
     qualifiers.clear();
     size_t count = 0;
+    // A property is looked for first: a tag that opens one is no end tag,
+    // and most children are properties.
     for (;;) {
-        if (xb.endTag("INSTANCE", &attr)) break;
-        const char* next = xb.nextTag();
-        if (XmlBuffer::nextEquals(next, "QUALIFIER")) {
-            qualifiers.add(QualifierXml(xb));
-        } else if (XmlBuffer::nextEquals(next, "PROPERTY")) {
+        const char* next = attr.emptyElement ? nullptr : xb.nextTag();
+        if (XmlBuffer::nextEquals(next, "PROPERTY")) {
             if (count < properties.size())
                 properties[count].read(xb);
             else
                 properties.emplace_back(xb);
             ++count;
-        } else {
-            throw ParseException("Expecting /INSTANCE, QUALIFIER or PROPERTY element");
+            continue;
         }
+        if (xb.endTag("INSTANCE", &attr)) break;
+        if (XmlBuffer::nextEquals(xb.nextTag(), "QUALIFIER"))
+            qualifiers.add(QualifierXml(xb));
+        else
+            throw ParseException("Expecting /INSTANCE, QUALIFIER or PROPERTY element");
     }
     properties.erase(properties.begin() + static_cast<std::ptrdiff_t>(count), properties.end());
     xb.propertyHint = count;
