@@ -65,7 +65,7 @@ ValueXml::ValueXml(XmlBuffer& xb) : RetValXml(TypeValue) { read(xb); }
 
 void ValueXml::setText(std::string_view text) {
     kind = Value;
-    value.assign(text);
+    assignBytes(value, text);
     array.reset();
     ref.reset();
 }
@@ -234,10 +234,10 @@ KeyValueXml::KeyValueXml(XmlBuffer& xb) { read(xb); }
 void KeyValueXml::read(XmlBuffer& xb) {
     XmlAttr attr(elm.attrs.size());
     open(xb, "KEYVALUE", elm, attr, "Expecting KEYVALUE element", "Bad KEYVALUE attributes");
-    valueType.assign(attr.attr[0]);
+    assignBytes(valueType, attr.attr[0]);
     std::string_view text;
     if (!attr.emptyElement && xb.plainText("KEYVALUE", text)) {
-        value.assign(text);
+        assignBytes(value, text);
         return;
     }
     xmlsteps::contentTo(xb, attr, value);
@@ -264,7 +264,7 @@ KeyBindingXml::KeyBindingXml(XmlBuffer& xb) { read(xb); }
 void KeyBindingXml::read(XmlBuffer& xb) {
     XmlAttr attr(elm.attrs.size());
     open(xb, "KEYBINDING", elm, attr, "Expecting KEYBINDING element", "Bad KEYBINDING attributes");
-    name.assign(attr.attr[0]);
+    assignBytes(name, attr.attr[0]);
     if (childIs(xb, attr, "KEYVALUE")) {
         kind = KeyValue;
         keyValue.read(xb);
@@ -356,7 +356,7 @@ void InstanceNameXml::read(XmlBuffer& xb) {
     XmlAttr attr(elm.attrs.size());
     open(xb, "INSTANCENAME", elm, attr, "Expecting INSTANCENAME element", "Bad INSTANCENAME attributes");
     pathPrefix.clear();
-    className.assign(attr.attr[0]);
+    assignBytes(className, attr.attr[0]);
     size_t count = 0;
     for (; childIs(xb, attr, "KEYBINDING"); ++count) {
         if (count < keys.size())
@@ -626,8 +626,6 @@ void RareAttributes::setClassOriginOnly(std::string_view value) {
 PropertyXml::PropertyXml(XmlBuffer& xb) { read(xb); }
 
 void PropertyXml::read(XmlBuffer& xb) {
-    name.clear();
-    type.clear();
     rare.clear();
     qualifierList.reset();
     value.reset();
@@ -643,9 +641,9 @@ void PropertyXml::read(XmlBuffer& xb) {
     const PropertyForm* form = &propertyForms[2];
     if (xb.plainStartTag(form->tag, nameOriginType, 3, plain, empty, originOptional)) {
         kind = Plain;
-        name.append(plain[0]);
+        assignBytes(name, plain[0]);
         rare.setClassOriginOnly(plain[1]);
-        type.append(plain[2]);
+        assignBytes(type, plain[2]);
         // Nearly always one VALUE with plain text, and the end tag.
         std::string_view text;
         if (!empty && xb.plainValueThenEnd(form->tag, text)) {
@@ -660,6 +658,8 @@ void PropertyXml::read(XmlBuffer& xb) {
         XmlAttr attr(table.attrs.size());
         if (!xb.attrsOk(table, attr, form->tag.data())) throw ParseException("Bad PROPERTY attributes");
         kind = form->kind;
+        name.clear();
+        type.clear();
         for (size_t i = 0; i < form->count; ++i) setField(*this, form->fields[i], attr.attr[i]);
         empty = attr.emptyElement;
     }
@@ -816,7 +816,7 @@ InstanceXml::InstanceXml(XmlBuffer& xb) : RetValXml(TypeInstance) {
 void InstanceXml::read(XmlBuffer& xb) {
     XmlAttr attr(elm.attrs.size());
     open(xb, "INSTANCE", elm, attr, "Expecting INSTANCE element", "Bad INSTANCE attributes");
-    className.assign(attr.attr[0]);
+    assignBytes(className, attr.attr[0]);
     qualifiers.clear();
     size_t count = 0;
     // A property is looked for first: a tag that opens one is no end tag,

@@ -377,6 +377,18 @@ inline void copyBytes(char* to, const char* from, size_t n) {
     }
 }
 
+// to = from, for the model's strings read again in place. A string that
+// keeps its length from one item to the next (a property's name, its type)
+// is written over without a call; `from` must not point into `to`.
+inline void assignBytes(std::string& to, std::string_view from) {
+    if (from.size() > to.size()) {
+        to.assign(from.data(), from.size());
+        return;
+    }
+    to.resize(from.size());   // no longer: only the length is set
+    if (!from.empty()) copyBytes(&to[0], from.data(), from.size());
+}
+
 // Entity decoding: mode 0 plain, any other mode escapes quotes and backslashes
 // for the text renderings.
 std::string unescapeXml(const char* text, int mode);
