@@ -14,6 +14,7 @@
 #include "cim/url.h"
 #include "xml/model.h"
 #include "xml/text.h"
+#include "xml/xml_buffer.h"
 
 namespace {
 
@@ -313,6 +314,15 @@ HeldOutput::Blocks::int_type HeldOutput::Blocks::overflow(int_type c) {
     *pptr() = traits_type::to_char_type(c);
     pbump(1);
     return c;
+}
+
+std::streamsize HeldOutput::Blocks::xsputn(const char* s, std::streamsize n) {
+    if (n > 0 && epptr() - pptr() >= n) {
+        copyBytes(pptr(), s, static_cast<size_t>(n));
+        pbump(static_cast<int>(n));   // at most a block
+        return n;
+    }
+    return std::streambuf::xsputn(s, n);
 }
 
 void HeldOutput::Blocks::writeTo(std::ostream& target) {

@@ -134,6 +134,9 @@ private:
 
     protected:
         int_type overflow(int_type c) override;
+        // The cells of a row are short: copied without a call when the
+        // block has room.
+        std::streamsize xsputn(const char* s, std::streamsize n) override;
 
     private:
         struct Block {
