@@ -73,12 +73,14 @@ struct Parsed {
     size_t propertyHint = 0, keyHint = 0;
 };
 
-Parsed fresh(const std::string& text) {
+// What `read` makes of `text` (the fields of the item it returns, or its
+// failure) and where it leaves the scanner.
+template <class Read>
+Parsed parse(const std::string& text, Read read) {
     XmlBuffer xb(text);
     Parsed r;
     try {
-        const NamedInstanceXml item(xb);
-        r.fields = describe(item);
+        r.fields = describe(read(xb));
     } catch (const ParseException& e) {
         r.failure = e.getMsg();
     }
@@ -88,21 +90,17 @@ Parsed fresh(const std::string& text) {
     return r;
 }
 
+Parsed fresh(const std::string& text) {
+    return parse(text, [](XmlBuffer& xb) { return NamedInstanceXml(xb); });
+}
+
 // `text` read into `item`; the scanner's hints start as a fresh parse of
 // `text` alone would find them.
 Parsed reread(NamedInstanceXml& item, const std::string& text) {
-    XmlBuffer xb(text);
-    Parsed r;
-    try {
+    return parse(text, [&item](XmlBuffer& xb) -> const NamedInstanceXml& {
         item.read(xb);
-        r.fields = describe(item);
-    } catch (const ParseException& e) {
-        r.failure = e.getMsg();
-    }
-    r.rest = xb.cur();
-    r.propertyHint = xb.propertyHint;
-    r.keyHint = xb.keyHint;
-    return r;
+        return item;
+    });
 }
 
 void expectSame(const Parsed& want, const Parsed& got, const std::string& label) {
