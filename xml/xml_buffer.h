@@ -35,7 +35,10 @@ public:
 class AttrValues {
 public:
     static constexpr size_t inlineCount = 6;
-    explicit AttrValues(size_t count) { resize(count); }
+    // The inline slots start empty.
+    explicit AttrValues(size_t count) : n(count) {
+        if (count > inlineCount) more.resize(count - inlineCount);
+    }
     size_t size() const { return n; }
     // New slots are empty, as a vector's would be.
     void resize(size_t count) {
@@ -379,13 +382,13 @@ inline void copyBytes(char* to, const char* from, size_t n) {
 
 // to = from, for the model's strings read again in place. A string that
 // keeps its length from one item to the next (a property's name, its type)
-// is written over without a call; `from` must not point into `to`.
+// is written over without a call into the library; `from` must not point
+// into `to`.
 inline void assignBytes(std::string& to, std::string_view from) {
-    if (from.size() > to.size()) {
+    if (from.size() != to.size()) {
         to.assign(from.data(), from.size());
         return;
     }
-    to.resize(from.size());   // no longer: only the length is set
     if (!from.empty()) copyBytes(&to[0], from.data(), from.size());
 }
 
