@@ -633,7 +633,7 @@ void PropertyXml::read(XmlBuffer& xb) {
     // Most properties come as <PROPERTY NAME="..." TYPE="...">, with
     // CLASSORIGIN between the two when the class origin was asked for (as
     // the queries do).
-    static constexpr std::string_view nameOriginType[] = {"NAME", "CLASSORIGIN", "TYPE"};
+    static constexpr std::string_view nameOriginType[] = {" NAME=\"", " CLASSORIGIN=\"", " TYPE=\""};
     constexpr unsigned originOptional = 1u << 1;
     std::string_view plain[3];
     bool empty = false;

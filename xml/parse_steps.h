@@ -21,7 +21,7 @@ inline void open(XmlBuffer& xb, std::string_view tag, const XmlElement& elm, Xml
     // Servers write most start tags with the table's first attribute only,
     // or with none: those are read in one pass.
     const size_t count = elm.attrs.empty() ? 0 : 1;
-    const std::string_view first = count ? std::string_view(elm.attrs[0]) : std::string_view();
+    const std::string_view first = elm.firstToken;
     std::string_view value;
     bool empty = false;
     if (attr.attr.size() >= count && xb.plainStartTag(tag, &first, count, &value, empty)) {

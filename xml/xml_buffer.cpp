@@ -275,7 +275,7 @@ int XmlBuffer::testAttr(std::string_view name, std::string_view value, int caseS
     return same && p[n] == quote;
 }
 
-bool XmlBuffer::plainStartTag(std::string_view tag, const std::string_view* names, size_t count,
+bool XmlBuffer::plainStartTag(std::string_view tag, const std::string_view* tokens, size_t count,
                               std::string_view* values, bool& empty, unsigned optional) {
     const char* p = cursor;
     const char* const e = end();
@@ -285,14 +285,14 @@ bool XmlBuffer::plainStartTag(std::string_view tag, const std::string_view* name
         return false;
     p += 1 + tag.size();
     for (size_t i = 0; i < count; ++i) {
-        const std::string_view name = names[i];
-        if (static_cast<size_t>(e - p) < name.size() + 4 || p[0] != ' ' || !sameBytes(p + 1, name.data(), name.size()) ||
-            p[1 + name.size()] != '=' || p[2 + name.size()] != '"') {
+        // The token, and room for the closing quote.
+        const std::string_view token = tokens[i];
+        if (static_cast<size_t>(e - p) <= token.size() || !sameBytes(p, token.data(), token.size())) {
             if (!(optional >> i & 1u)) return false;
             values[i] = {};
             continue;
         }
-        p += 3 + name.size();
+        p += token.size();
         const char* const start = p;
         p = findEither(p, e, '"', '\0');
         if (p == e || *p != '"') return false;

@@ -21,10 +21,18 @@
 // The attribute table of one element kind: names in a fixed order.
 class XmlElement {
 public:
-    explicit XmlElement(int count) : attrs(static_cast<size_t>(count)) {}
-    XmlElement(std::initializer_list<const char*> names) : attrs(names.begin(), names.end()) {}
-    XmlElement(const char* const* first, const char* const* last) : attrs(first, last) {}
+    explicit XmlElement(int count) : attrs(static_cast<size_t>(count)) { setFirstToken(); }
+    XmlElement(std::initializer_list<const char*> names) : attrs(names.begin(), names.end()) { setFirstToken(); }
+    XmlElement(const char* const* first, const char* const* last) : attrs(first, last) { setFirstToken(); }
     StringArray attrs;
+    // ` NAME="` for the first name, as plainStartTag takes it; empty
+    // without names.
+    std::string firstToken;
+
+private:
+    void setFirstToken() {
+        if (!attrs.empty()) firstToken = " " + attrs[0] + "=\"";
+    }
 };
 
 // The values of one start tag, indexed like the element's table: views into
@@ -185,11 +193,11 @@ public:
     // exactly that shape; otherwise it returns false and leaves the cursor
     // where it was, for the general steps to read the element.
     //
-    // A start tag "<TAG", then ` NAME="value"` for each of `names` in that
-    // order (double quotes, values without NUL bytes), then ">" or "/>"
-    // (`empty`). A name whose bit is set in `optional` may be left out; its
-    // value is then empty.
-    bool plainStartTag(std::string_view tag, const std::string_view* names, size_t count,
+    // A start tag "<TAG", then ` NAME="value"` for each of `tokens` in that
+    // order, each token being ` NAME="` (double quotes, values without NUL
+    // bytes), then ">" or "/>" (`empty`). A name whose bit is set in
+    // `optional` may be left out; its value is then empty.
+    bool plainStartTag(std::string_view tag, const std::string_view* tokens, size_t count,
                        std::string_view* values, bool& empty, unsigned optional = 0);
     // Text without "<" or NUL bytes, then "</TAG>".
     bool plainText(std::string_view tag, std::string_view& text);
