@@ -186,9 +186,10 @@ public:
     // A VALUE's text decoded for the renderings, between quotes `q`.
     void putValue(std::string_view q, std::string_view value) {
         put(q);
-        p = unescapeXmlInto(p, value, 1);
+        putText(value);
         put(q);
     }
+    void putText(std::string_view value) { p = unescapeXmlInto(p, value, 1); }
     static size_t valueRoom(std::string_view q, std::string_view value) { return 2 * q.size() + 2 * value.size(); }
 
 private:
@@ -849,9 +850,27 @@ void InstanceXml::toStringBuffer(std::string& buf, const char* q) const {
     using namespace std::string_view_literals;
     const std::string_view sep = useNl ? ""sv : ","sv;
     const std::string_view nameQuote(q);
+    // The reports' form, "-name=value" lines and nothing else, for a value
+    // of text written here at once; everything else as writeLine writes it.
+    // (Writing a property changes no flag, but for a reference's name
+    // turning noQuotes off, which is off here already.)
+    const bool reportLines = useNl && !addType && !noVal && !noQuotes && nameQuote.empty();
     TextWriter out(buf);
     for (size_t i = 0; i < properties.size(); ++i) {
         const PropertyXml& p = properties[i];
+        if (reportLines && p.value.exists() && p.value.val().kind == ValueXml::Value) {
+            const std::string_view value = p.value.val().value;
+            const bool quoted = sameName(p.type, "string");
+            out.reserve(p.name.size() + TextWriter::valueRoom("\"", value) + 3);   // '-', '=', line end
+            out.put('-');
+            out.put(p.name);
+            out.put('=');
+            if (quoted) out.put('"');
+            out.putText(value);
+            if (quoted) out.put('"');
+            out.put('\n');
+            continue;
+        }
         const LineParts parts = partsOf(p);
         const size_t room = lineRoom(p, parts, nameQuote);
         if (room == notPlain) {

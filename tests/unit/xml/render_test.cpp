@@ -36,6 +36,52 @@ TEST(RenderInstance, DefaultsGiveOneDashedLinePerProperty) {
     EXPECT_EQ(render(parse<InstanceXml>(abcInstance)), "-A=\"x\"\n-B=5\n-C=\n");
 }
 
+TEST(RenderInstance, EachLineIsThePropertysOwnRendering) {
+    // The instance writes the reports' lines itself; a property renders
+    // through the general line writer. Both must agree under every flag
+    // set, for every kind of type, value and escape.
+    FlagGuard guard;
+    const InstanceXml instance = parse<InstanceXml>(
+        "<INSTANCE CLASSNAME=\"X\">"
+        "<PROPERTY NAME=\"Plain\" TYPE=\"string\"><VALUE>x y</VALUE></PROPERTY>"
+        "<PROPERTY NAME=\"Upper\" TYPE=\"String\"><VALUE>u</VALUE></PROPERTY>"
+        "<PROPERTY NAME=\"Stringy\" TYPE=\"strings\"><VALUE>s</VALUE></PROPERTY>"
+        "<PROPERTY NAME=\"Number\" TYPE=\"uint64\"><VALUE>600127266816</VALUE></PROPERTY>"
+        "<PROPERTY NAME=\"Escapes\" TYPE=\"string\"><VALUE>a &amp; b &lt;c&gt; &quot;q&quot; \\ &apos;</VALUE></PROPERTY>"
+        "<PROPERTY NAME=\"Empty\" TYPE=\"string\"><VALUE></VALUE></PROPERTY>"
+        "<PROPERTY NAME=\"NoValue\" TYPE=\"string\"></PROPERTY>"
+        "<PROPERTY NAME=\"NoType\"><VALUE>t</VALUE></PROPERTY>"
+        "<PROPERTY.ARRAY NAME=\"List\" TYPE=\"string\"><VALUE.ARRAY><VALUE>1</VALUE><VALUE>2</VALUE>"
+        "</VALUE.ARRAY></PROPERTY.ARRAY>"
+        "<PROPERTY.REFERENCE NAME=\"Ref\"><VALUE.REFERENCE><INSTANCENAME CLASSNAME=\"R\">"
+        "<KEYBINDING NAME=\"Id\"><KEYVALUE VALUETYPE=\"string\">r</KEYVALUE></KEYBINDING>"
+        "</INSTANCENAME></VALUE.REFERENCE></PROPERTY.REFERENCE>"
+        "<PROPERTY NAME=\"Last\" TYPE=\"boolean\"><VALUE>true</VALUE></PROPERTY>"
+        "</INSTANCE>");
+    ASSERT_EQ(instance.properties.size(), 11u);
+    // A reference's instance name turns noQuotes off once written: the
+    // flags are set again before each rendering.
+    const auto setFlags = [](int flags) {
+        useNl = flags & 1;
+        addType = (flags >> 1) & 1;
+        noVal = (flags >> 2) & 1;
+        noQuotes = (flags >> 3) & 1;
+    };
+    for (int flags = 0; flags < 16; ++flags) {
+        for (const char* q : {"", "'"}) {
+            setFlags(flags);
+            const std::string whole = render(instance, q);
+            setFlags(flags);
+            std::string lines;
+            for (size_t i = 0; i < instance.properties.size(); ++i) {
+                if (i && !useNl) lines += ",";
+                instance.properties[i].toStringBuffer(lines, q);
+            }
+            EXPECT_EQ(whole, lines) << "flags " << flags << ", quote [" << q << "]";
+        }
+    }
+}
+
 TEST(RenderInstance, WithoutNewLinesPropertiesAreJoinedByCommas) {
     FlagGuard guard;
     useNl = 0;
