@@ -627,7 +627,6 @@ void RareAttributes::setClassOriginOnly(std::string_view value) {
 PropertyXml::PropertyXml(XmlBuffer& xb) { read(xb); }
 
 void PropertyXml::read(XmlBuffer& xb) {
-    rare.clear();
     qualifierList.reset();
     value.reset();
     key = 0;
@@ -643,6 +642,8 @@ void PropertyXml::read(XmlBuffer& xb) {
     if (xb.plainStartTag(form->tag, nameOriginType, 3, plain, empty, originOptional)) {
         kind = Plain;
         assignBytes(name, plain[0]);
+        // Sets all of `rare`; the texts the property before shared stay
+        // shared without a count going down and up again.
         rare.setClassOriginOnly(plain[1]);
         assignBytes(type, plain[2]);
         // Nearly always one VALUE with plain text, and the end tag.
@@ -661,6 +662,7 @@ void PropertyXml::read(XmlBuffer& xb) {
         kind = form->kind;
         name.clear();
         type.clear();
+        rare.clear();
         for (size_t i = 0; i < form->count; ++i) setField(*this, form->fields[i], attr.attr[i]);
         empty = attr.emptyElement;
     }
