@@ -7,10 +7,9 @@
 #include <emmintrin.h>
 #endif
 
-// ASCII comparison ignoring case, as CIM compares names.
-inline bool equalsNoCase(std::string_view a, std::string_view b) {
-    if (a.size() != b.size()) return false;
-    for (size_t i = 0; i < a.size(); ++i) {
+// `n` bytes equal ignoring the case of ASCII letters.
+inline bool sameFolded(const char* a, const char* b, size_t n) {
+    for (size_t i = 0; i < n; ++i) {
         char x = a[i], y = b[i];
         if (x == y) continue;   // names mostly come in one spelling
         if (x >= 'A' && x <= 'Z') x = static_cast<char>(x | 0x20);
@@ -18,6 +17,12 @@ inline bool equalsNoCase(std::string_view a, std::string_view b) {
         if (x != y) return false;
     }
     return true;
+}
+
+// ASCII comparison ignoring case, as CIM compares names. Most names
+// compared differ in length, which is looked at where this is called.
+inline bool equalsNoCase(std::string_view a, std::string_view b) {
+    return a.size() == b.size() && sameFolded(a.data(), b.data(), a.size());
 }
 
 // text.find(what): the first place `what` starts in `text`, or npos. Places

@@ -171,6 +171,14 @@ public:
         if (attr && attr->emptyElement) return 1;
         char* const saved = cursor;
         skipWS();
+        // As servers write it, "</TAG>", read at once (not while tracing,
+        // which shows the steps below).
+        const size_t n = tag.size();
+        if (!DBGXB && left() >= n + 3 && cursor[0] == '<' && cursor[1] == '/' && sameBytes(cursor + 2, tag.data(), n) &&
+            cursor[2 + n] == '>') {
+            cursor += n + 3;
+            return 1;
+        }
         if (left() >= 2 && cursor[0] == '<' && cursor[1] == '/') {
             cursor += 2;
             skipWS();

@@ -1,6 +1,7 @@
 // The scanner: look-ahead that never moves on failure, attribute lists,
 // text content cut in place, and the entity decoder.
 #include "xml/text.h"
+#include "xml/render_flags.h"
 #include "xml/xml_buffer.h"
 
 #include <gtest/gtest.h>
@@ -322,6 +323,31 @@ namespace {
 // finds, from every offset and at every length, among bytes that differ
 // from the wanted ones only in the high bit or by one, with either of the
 // two wanted bytes first.
+TEST(EndTag, TheUsualSpellingReadAtOnceAsTheStepsReadIt) {
+    // "</TAG>" is read at once, except while tracing, when the general
+    // steps read every spelling: both must agree on the result and on where
+    // the cursor ends.
+    const char* const spellings[] = {
+        "</VALUE>",   "</VALUE>rest", " \n</VALUE>x", "</ VALUE>",  "</VALUE >", "</VALUEX>", "</VALUE.>",
+        "</VALU>",    "</value>",     "<VALUE>",       "</VALUE",    "</",        "",          "  ",
+        "</VALUE/>",  "</VALUE\t>",  "</\nVALUE>",   "</VALUE>>",   "<?VALUE>",  "x/VALUE>",
+    };
+    for (const char* text : spellings) {
+        XmlBuffer quiet(text), traced(text);
+        const int atOnce = quiet.endTag("VALUE");
+        int stepped = 0;
+        {
+            testing::internal::CaptureStderr();
+            DBGXB = 1;
+            stepped = traced.endTag("VALUE");
+            DBGXB = 0;
+            testing::internal::GetCapturedStderr();
+        }
+        EXPECT_EQ(atOnce, stepped) << "[" << text << "]";
+        EXPECT_STREQ(quiet.cur(), traced.cur()) << "[" << text << "]";
+    }
+}
+
 TEST(SameBytes, AgreesWithMemcmpAtEveryLengthAndPlace) {
     // One byte differs, in every place of every length to 40 (short names
     // are compared as overlapping words), or none does. The bytes just
