@@ -78,9 +78,7 @@ void ValueXml::clear() {
 }
 
 void ValueXml::read(XmlBuffer& xb) {
-    value.clear();
-    array.reset();
-    ref.reset();
+    clear();
     XmlBuffer::Nest nest(xb);
     bool empty = false;
     if (xb.plainStartTag("VALUE", nullptr, 0, nullptr, empty)) {
