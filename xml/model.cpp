@@ -259,8 +259,36 @@ const XmlElement KeyBindingXml::elm{"NAME"};
 
 KeyBindingXml::KeyBindingXml(XmlBuffer& xb) { read(xb); }
 
+namespace {
+
+// <KEYBINDING NAME="n"><KEYVALUE VALUETYPE="t">text</KEYVALUE></KEYBINDING>,
+// as servers write nearly every key binding, read as the general steps
+// below read it; any other shape is left to them, the cursor where it was.
+bool readPlainKeyBinding(XmlBuffer& xb, KeyBindingXml& k) {
+    if (DBGX || DBGXB) return false;   // the traces show the general steps
+    static constexpr std::string_view nameToken = " NAME=\"", typeToken = " VALUETYPE=\"";
+    const char* const start = xb.cur();
+    std::string_view name, type, text;
+    bool empty = false;
+    if (!xb.plainStartTag("KEYBINDING", &nameToken, 1, &name, empty) || empty ||
+        !xb.plainStartTag("KEYVALUE", &typeToken, 1, &type, empty) || empty || !xb.plainText("KEYVALUE", text) ||
+        !xb.endTag("KEYBINDING")) {
+        xb.backTo(start);
+        return false;
+    }
+    assignBytes(k.name, name);
+    k.kind = KeyBindingXml::KeyValue;
+    assignBytes(k.keyValue.valueType, type);
+    assignBytes(k.keyValue.value, text);
+    k.refValue.clear();
+    return true;
+}
+
+}  // namespace
+
 // The kind not read keeps what a fresh key binding holds there.
 void KeyBindingXml::read(XmlBuffer& xb) {
+    if (readPlainKeyBinding(xb, *this)) return;
     XmlAttr attr(elm.attrs.size());
     open(xb, "KEYBINDING", elm, attr, "Expecting KEYBINDING element", "Bad KEYBINDING attributes");
     assignBytes(name, attr.attr[0]);

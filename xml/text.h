@@ -1,17 +1,39 @@
 // Small text helpers shared by every layer.
 #pragma once
 
+#include <cstdint>
 #include <cstring>
 #include <string_view>
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
 
+// `n` bytes equal. The names compared are short: a tail shorter than a
+// word is compared as two words that overlap, within the n bytes.
+inline bool sameBytes(const char* a, const char* b, size_t n) {
+    const auto word = [](const char* p, auto w) {
+        std::memcpy(&w, p, sizeof w);
+        return w;
+    };
+    if (n >= 8) {
+        for (; n > 8; a += 8, b += 8, n -= 8)
+            if (word(a, std::uint64_t{}) != word(b, std::uint64_t{})) return false;
+        return word(a + n - 8, std::uint64_t{}) == word(b + n - 8, std::uint64_t{});
+    }
+    if (n >= 4)
+        return word(a, std::uint32_t{}) == word(b, std::uint32_t{}) &&
+               word(a + n - 4, std::uint32_t{}) == word(b + n - 4, std::uint32_t{});
+    if (n >= 2)
+        return word(a, std::uint16_t{}) == word(b, std::uint16_t{}) &&
+               word(a + n - 2, std::uint16_t{}) == word(b + n - 2, std::uint16_t{});
+    return n == 0 || *a == *b;
+}
+
 // `n` bytes equal ignoring the case of ASCII letters.
 inline bool sameFolded(const char* a, const char* b, size_t n) {
     for (size_t i = 0; i < n; ++i) {
         char x = a[i], y = b[i];
-        if (x == y) continue;   // names mostly come in one spelling
+        if (x == y) continue;
         if (x >= 'A' && x <= 'Z') x = static_cast<char>(x | 0x20);
         if (y >= 'A' && y <= 'Z') y = static_cast<char>(y | 0x20);
         if (x != y) return false;
@@ -20,9 +42,15 @@ inline bool sameFolded(const char* a, const char* b, size_t n) {
 }
 
 // ASCII comparison ignoring case, as CIM compares names. Most names
-// compared differ in length, which is looked at where this is called.
+// compared differ in length, and most of the rest come in one spelling:
+// both are looked at where this is called (inlined always: the compiler
+// would otherwise make one function of it).
+#if defined(__GNUC__)
+__attribute__((always_inline))
+#endif
 inline bool equalsNoCase(std::string_view a, std::string_view b) {
-    return a.size() == b.size() && sameFolded(a.data(), b.data(), a.size());
+    return a.size() == b.size() &&
+           (sameBytes(a.data(), b.data(), a.size()) || sameFolded(a.data(), b.data(), a.size()));
 }
 
 // text.find(what): the first place `what` starts in `text`, or npos. Places

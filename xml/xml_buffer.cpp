@@ -18,7 +18,6 @@ bool isAlpha(char c) {
     const char l = static_cast<char>(c | 0x20);
     return l >= 'a' && l <= 'z';
 }
-char lower(char c) { return (c >= 'A' && c <= 'Z') ? static_cast<char>(c | 0x20) : c; }
 
 // Up to `n` bytes from `p`, stopping at `end` or at a NUL byte.
 std::string peek(const char* p, const char* end, size_t n) {
@@ -33,11 +32,7 @@ const XmlElement prologElm{"version", "encoding"};
 
 unsigned long XmlBuffer::skipWSCalls = 0;
 
-bool XmlBuffer::sameNoCase(const char* a, const char* b, size_t n) {
-    for (size_t i = 0; i < n; ++i)
-        if (lower(a[i]) != lower(b[i])) return false;
-    return true;
-}
+bool XmlBuffer::sameNoCase(const char* a, const char* b, size_t n) { return sameFolded(a, b, n); }
 
 void XmlBuffer::trace(const char* what, std::string_view arg) {
     if (arg.empty())

@@ -6,6 +6,7 @@
 #include "xml/errors.h"
 #include "xml/render_flags.h"
 #include "xml/string_array.h"
+#include "xml/text.h"
 
 #include <cstdint>
 #include <cstring>
@@ -221,6 +222,10 @@ public:
     int xmlHdr();
 
     const char* cur() const { return cursor; }
+    // Back to a place cur() gave: for a reader that tries a shape of several
+    // elements with the one-pass reads above, which cut nothing, and leaves
+    // the whole to the general steps when one of them fails.
+    void backTo(const char* place) { cursor = const_cast<char*>(place); }
     const char* begin() const { return base; }
     const char* end() const { return stop; }
 
@@ -256,29 +261,10 @@ public:
     // Equal bytes; equal ignoring the case of ASCII letters. The names
     // compared are short: a tail shorter than a word is compared as two
     // words that overlap, within the n bytes.
-    static bool sameBytes(const char* a, const char* b, size_t n) {
-        if (n >= 8) {
-            for (; n > 8; a += 8, b += 8, n -= 8)
-                if (word<std::uint64_t>(a) != word<std::uint64_t>(b)) return false;
-            return word<std::uint64_t>(a + n - 8) == word<std::uint64_t>(b + n - 8);
-        }
-        if (n >= 4)
-            return word<std::uint32_t>(a) == word<std::uint32_t>(b) &&
-                   word<std::uint32_t>(a + n - 4) == word<std::uint32_t>(b + n - 4);
-        if (n >= 2)
-            return word<std::uint16_t>(a) == word<std::uint16_t>(b) &&
-                   word<std::uint16_t>(a + n - 2) == word<std::uint16_t>(b + n - 2);
-        return n == 0 || *a == *b;
-    }
+    static bool sameBytes(const char* a, const char* b, size_t n) { return ::sameBytes(a, b, n); }
     static bool sameNoCase(const char* a, const char* b, size_t n);
 
 private:
-    template <class Word>
-    static Word word(const char* p) {
-        Word w;
-        std::memcpy(&w, p, sizeof w);
-        return w;
-    }
     // `w` at the cursor, not followed by a letter or digit.
     int getWordN(std::string_view w, bool caseSensitive) {
         const size_t n = w.size();

@@ -3,6 +3,8 @@
 // must give the same objects, and the one-pass reader must leave anything
 // that is not exactly its shape to the general steps.
 #include "xml/model.h"
+#include "xml/render_flags.h"
+#include "xml/text.h"
 #include "xml_test_util.h"
 
 #include <gtest/gtest.h>
@@ -268,6 +270,119 @@ TEST(PlainShapes, InstanceNamesReadAsTheGeneralStepsReadThem) {
     EXPECT_EQ(name.keys[0].keyValue.valueType, "string");
     EXPECT_EQ(name.keys[0].keyValue.value, "Event000");
     EXPECT_EQ(name.keys[1].keyValue.value, "8");
+}
+
+}  // namespace
+
+namespace {
+
+struct Binding {
+    std::string failure, name, valueType, value, rest;
+    int kind = 0, refKind = 0;
+};
+
+// A key binding read into one that held a reference before, in one pass
+// where it can be (traced: the general steps only, as a traced read takes
+// them), and what the scanner has left.
+Binding readBinding(const std::string& text, bool traced) {
+    XmlBuffer before("<KEYBINDING NAME=\"R\"><VALUE.REFERENCE><CLASSNAME NAME=\"C\"/></VALUE.REFERENCE></KEYBINDING>");
+    KeyBindingXml k(before);
+    XmlBuffer xb(text);
+    Binding b;
+    if (traced) {
+        testing::internal::CaptureStderr();
+        DBGX = 1;
+    }
+    try {
+        k.read(xb);
+    } catch (const ParseException& e) {
+        b.failure = e.getMsg();
+    } catch (const std::exception& e) {
+        b.failure = std::string("std: ") + e.what();
+    }
+    if (traced) {
+        DBGX = 0;
+        testing::internal::GetCapturedStderr();
+    }
+    if (b.failure.empty()) {
+        b.name = k.name;
+        b.kind = k.kind;
+        b.valueType = k.keyValue.valueType;
+        b.value = k.keyValue.value;
+        b.refKind = k.refValue.kind;
+        b.rest = xb.cur();
+    }
+    return b;
+}
+
+// The servers' spelling and its near misses: each read at once where it
+// can be must give what the general steps give, failures included.
+TEST(PlainShapes, KeyBindingsReadAsTheGeneralStepsReadThem) {
+    using namespace std::string_literals;
+    const std::string texts[] = {
+        "<KEYBINDING NAME=\"Name\"><KEYVALUE VALUETYPE=\"string\">Event:0001</KEYVALUE></KEYBINDING>;",
+        "\n <KEYBINDING NAME=\"Name\">\n<KEYVALUE VALUETYPE=\"string\">a&amp;b</KEYVALUE>\n</KEYBINDING>\n;",
+        "<KEYBINDING NAME=\"\"><KEYVALUE VALUETYPE=\"\"></KEYVALUE></KEYBINDING>;",
+        "<KEYBINDING NAME=\"N\"><KEYVALUE VALUETYPE=\"numeric\" TYPE=\"uint8\">7</KEYVALUE></KEYBINDING>;",
+        "<KEYBINDING NAME=\"N\"><KEYVALUE>7</KEYVALUE></KEYBINDING>;",
+        "<KEYBINDING NAME=\"N\"><KEYVALUE VALUETYPE=\"string\"/></KEYBINDING>;",
+        "<KEYBINDING NAME=\"N\"><KEYVALUE VALUETYPE=\"string\"/>7</KEYVALUE></KEYBINDING>;",
+        "<KEYBINDING NAME=\"N\"/><KEYVALUE VALUETYPE=\"string\">7</KEYVALUE></KEYBINDING>;",
+        "<KEYBINDING NAME='N'><KEYVALUE VALUETYPE=\"string\">7</KEYVALUE></KEYBINDING>;",
+        "<KEYBINDING NAME=\"N\" ><KEYVALUE VALUETYPE=\"string\">7</KEYVALUE></KEYBINDING>;",
+        "<KEYBINDING NAME=\"N\"><KEYVALUE VALUETYPE=\"string\"><![CDATA[<7>]]></KEYVALUE></KEYBINDING>;",
+        "<KEYBINDING NAME=\"N\"><KEYVALUE VALUETYPE=\"string\">7\0 8</KEYVALUE></KEYBINDING>;"s,
+        "<KEYBINDING NAME=\"N\"><KEYVALUE VALUETYPE=\"string\">7</KEYVALUE ></KEYBINDING>;",
+        "<KEYBINDING NAME=\"N\"><KEYVALUE VALUETYPE=\"string\">7</KEYVALUE></KEYBINDING >;",
+        "<KEYBINDING NAME=\"N\"><KEYVALUE VALUETYPE=\"string\">7</KEYVALUE></KEYBINDINGS>;",
+        "<KEYBINDING NAME=\"N\"><KEYVALUE VALUETYPE=\"string\">7</KEYVALUE>;",
+        "<KEYBINDING NAME=\"N\"><KEYVALUEX VALUETYPE=\"string\">7</KEYVALUEX></KEYBINDING>;",
+        "<KEYBINDING NAME=\"N\"><keyvalue VALUETYPE=\"string\">7</keyvalue></KEYBINDING>;",
+        "<KEYBINDING NAME=\"N\"><VALUE.REFERENCE><CLASSNAME NAME=\"C\"/></VALUE.REFERENCE></KEYBINDING>;",
+        "<KEYBINDING NAME=\"N\"><KEYVALUE VALUETYPE=\"string\">7</KEYVALUE></KEYBINDING>",
+        "<KEYBINDING NAME=\"N\"><KEYVALUE VALUETYPE=\"string\">7",
+        "<KEYBINDING NAME=\"N",
+    };
+    for (const std::string& text : texts) {
+        const Binding once = readBinding(text, false), stepped = readBinding(text, true);
+        EXPECT_EQ(once.failure, stepped.failure) << text;
+        EXPECT_EQ(once.name, stepped.name) << text;
+        EXPECT_EQ(once.kind, stepped.kind) << text;
+        EXPECT_EQ(once.valueType, stepped.valueType) << text;
+        EXPECT_EQ(once.value, stepped.value) << text;
+        EXPECT_EQ(once.refKind, stepped.refKind) << text;
+        EXPECT_EQ(once.rest, stepped.rest) << text;
+    }
+    const Binding plain = readBinding(texts[0], false);
+    EXPECT_EQ(plain.name, "Name");
+    EXPECT_EQ(plain.kind, KeyBindingXml::KeyValue);
+    EXPECT_EQ(plain.valueType, "string");
+    EXPECT_EQ(plain.value, "Event:0001");
+    EXPECT_EQ(plain.refKind, ValueXml::None);
+    EXPECT_EQ(plain.rest, ";");
+}
+
+// Names compare without case where CIM compares them; only ASCII letters
+// fold, so bytes that differ in the same bit elsewhere stay unequal.
+TEST(EqualsNoCase, FoldsLettersOnlyAtEveryLengthAndPlace) {
+    const auto fold = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c; };
+    const std::pair<char, char> swaps[] = {{'a', 'A'}, {'Z', 'z'}, {'a', 'b'}, {'@', '`'}, {'[', '{'}, {'1', '!'}};
+    for (size_t len = 0; len <= 40; ++len) {
+        for (size_t at = 0; at <= len; ++at) {
+            for (const auto& swap : swaps) {
+                std::string a(len, 'q'), b(len, 'q');
+                for (size_t i = 0; i < len; ++i) a[i] = b[i] = static_cast<char>('A' + i % 26);
+                if (at < len) {
+                    a[at] = swap.first;
+                    b[at] = swap.second;
+                }
+                bool expected = true;
+                for (size_t i = 0; i < len; ++i) expected = expected && fold(a[i]) == fold(b[i]);
+                ASSERT_EQ(equalsNoCase(a, b), expected) << a << " / " << b;
+                ASSERT_FALSE(equalsNoCase(a, b + "x")) << a;
+            }
+        }
+    }
 }
 
 }  // namespace
