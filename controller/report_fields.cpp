@@ -80,10 +80,28 @@ void PutCell(std::ostream& os, std::string_view chars, std::streamsize width, bo
     }
 }
 
+// What one record's steps know of the stream: whether it was plain after
+// the last step (asked once, then kept up to date from what each step can
+// change), and whether its locale is the classic one (asked when first
+// needed; nothing in a record changes it).
+struct Known {
+    bool plain;
+    int classic = -1;
+    bool classicLocale(const std::ostream& os) {
+        if (classic < 0) classic = os.getloc() == std::locale::classic();
+        return classic != 0;
+    }
+};
+
+// After a cell written into a plain stream: still plain unless the buffer
+// failed (width and state are all a cell changes).
+bool StillPlain(const std::ostream& os) { return os.rdstate() == std::ios_base::goodbit; }
+
 // `os << std::setw(width) << text`. Into a plain stream, an empty text in
 // no width (the label and suffix of a table cell) writes nothing at all.
-void PrintText(std::ostream& os, std::string_view text, std::streamsize width) {
-    if (!Plain(os))
+// `plain`: the stream is known to be plain.
+void PrintText(std::ostream& os, std::string_view text, std::streamsize width, bool plain = false) {
+    if (!plain && !Plain(os))
         os << std::setw(width) << text;
     else if (!text.empty() || width > 0)
         PutCell(os, text, width, true);
@@ -94,10 +112,10 @@ void PrintText(std::ostream& os, std::string_view text, std::streamsize width) {
 // `os << std::setw(width) << value`, the value in the cut's type: Int32
 // signed, the others unsigned. Digits come from std::to_chars only where
 // the stream's own would be the same: a plain stream in the classic locale.
-void PrintNumber(std::ostream& os, uint64_t value, Cut cut, std::streamsize width) {
+void PrintNumber(std::ostream& os, uint64_t value, Cut cut, std::streamsize width, Known& known) {
     const auto int32 = static_cast<int32_t>(static_cast<uint32_t>(value));
     const auto uint32 = static_cast<uint32_t>(value);
-    if (Plain(os) && os.getloc() == std::locale::classic()) {
+    if ((known.plain || Plain(os)) && known.classicLocale(os)) {
         char digits[24];
         char* const end = digits + sizeof digits;
         const std::to_chars_result r = cut == Cut::Int32    ? std::to_chars(digits, end, int32)
@@ -155,36 +173,43 @@ bool GuardPasses(std::ostream& os, std::string_view text, const Field& f) {
 }
 
 // Every value is cut before the width is set, so that a failed cut leaves
-// no width pending on the stream.
-void PrintValue(std::ostream& os, std::string_view text, const Field& f, size_t index) {
+// no width pending on the stream. `known.plain` is brought up to date.
+void PrintValue(std::ostream& os, std::string_view text, const Field& f, size_t index, Known& known) {
     const auto number = [&] { return Narrow(CutNumber(text, f.key), f.cut); };
     const std::streamsize width = f.width;
+    // The forms that write one cell and nothing else.
+    const auto cell = [&](auto&& write) {
+        write();
+        known.plain = known.plain ? StillPlain(os) : Plain(os);
+    };
     switch (f.form) {
     case Form::Value:
         if (f.cut == Cut::Text)
-            PrintText(os, CutString(text, f.key), width);
+            cell([&] { PrintText(os, CutString(text, f.key), width, known.plain); });
         else
-            PrintNumber(os, number(), f.cut, width);
-        break;
+            cell([&] { PrintNumber(os, number(), f.cut, width, known); });
+        return;
     case Form::Index:
-        PrintNumber(os, index + 1, Cut::UInt64, width);
-        break;
+        cell([&] { PrintNumber(os, index + 1, Cut::UInt64, width, known); });
+        return;
     case Form::PlusOne:
-        PrintNumber(os, Narrow(number() + 1, f.cut), f.cut, width);
-        break;
+        cell([&] { PrintNumber(os, Narrow(number() + 1, f.cut), f.cut, width, known); });
+        return;
     case Form::NaIf255:
-    case Form::NaIf255ElsePlusOne: {
-        const uint64_t n = number();
-        if (n == 255)
-            PrintText(os, "N.A.", width);
-        else
-            PrintNumber(os, Narrow(f.form == Form::NaIf255 ? n : n + 1, f.cut), f.cut, width);
-        break;
-    }
+    case Form::NaIf255ElsePlusOne:
+        cell([&] {
+            const uint64_t n = number();
+            if (n == 255)
+                PrintText(os, "N.A.", width, known.plain);
+            else
+                PrintNumber(os, Narrow(f.form == Form::NaIf255 ? n : n + 1, f.cut), f.cut, width, known);
+        });
+        return;
     case Form::Hex: {
         const uint64_t n = number();
         os << std::hex << std::showbase << std::uppercase;
-        PrintNumber(os, n, f.cut, width);
+        known.plain = false;
+        PrintNumber(os, n, f.cut, width, known);
         break;
     }
     case Form::BytesBlank:
@@ -209,6 +234,7 @@ void PrintValue(std::ostream& os, std::string_view text, const Field& f, size_t 
     case Form::StopIfZero:
         break;
     }
+    known.plain = Plain(os);
 }
 
 }  // namespace
@@ -242,18 +268,31 @@ double CutBytes(std::string_view text, std::string_view key) {
 }
 
 bool PrintFields(std::ostream& os, std::string_view text, const Field* fields, size_t count, size_t index) {
+    Known known{Plain(os)};
     for (const Field* f = fields; f != fields + count; ++f) {
         if (f->form == Form::StopIfText || f->form == Form::StopIfZero) {
             if (!GuardPasses(os, text, *f)) return false;
-            continue;
+            continue;   // a guard that passes writes nothing
         }
         // `os << s` is `os << std::setw(os.width()) << s`; into a plain
         // stream with no width pending, an empty text writes nothing.
-        if (!f->label.empty() || os.width() != 0 || !Plain(os)) PrintText(os, f->label, os.width());
-        for (int t = 0; t < f->tabs; ++t) os << '\t';
-        PrintValue(os, text, *f, index);
-        if (!f->suffix.empty() || os.width() != 0 || !Plain(os)) PrintText(os, f->suffix, os.width());
-        if (!f->label.empty()) os << '\n';
+        if (!f->label.empty() || os.width() != 0 || !known.plain) {
+            PrintText(os, f->label, os.width());
+            known.plain = Plain(os);
+        }
+        if (f->tabs > 0) {
+            for (int t = 0; t < f->tabs; ++t) os << '\t';
+            known.plain = Plain(os);
+        }
+        PrintValue(os, text, *f, index, known);
+        if (!f->suffix.empty() || os.width() != 0 || !known.plain) {
+            PrintText(os, f->suffix, os.width());
+            known.plain = Plain(os);
+        }
+        if (!f->label.empty()) {
+            os << '\n';
+            known.plain = Plain(os);
+        }
     }
     return true;
 }
