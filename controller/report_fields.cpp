@@ -177,10 +177,12 @@ bool GuardPasses(std::ostream& os, std::string_view text, const Field& f) {
 void PrintValue(std::ostream& os, std::string_view text, const Field& f, size_t index, Known& known) {
     const auto number = [&] { return Narrow(CutNumber(text, f.key), f.cut); };
     const std::streamsize width = f.width;
-    // The forms that write one cell and nothing else.
+    // The forms that write one cell and nothing else. A number inserted
+    // through a locale other than the classic one ran its facets, which
+    // may change the stream: asked again then.
     const auto cell = [&](auto&& write) {
         write();
-        known.plain = known.plain ? StillPlain(os) : Plain(os);
+        known.plain = known.plain && known.classic != 0 ? StillPlain(os) : Plain(os);
     };
     switch (f.form) {
     case Form::Value:
