@@ -342,7 +342,7 @@ def play_case(options, case):
         return failures
     finally:
         if server is not None:
-            server.stop()
+            server.cleanup()   # stops it and removes its log and work directory
 
 
 def main():
