@@ -32,8 +32,6 @@ const XmlElement prologElm{"version", "encoding"};
 
 unsigned long XmlBuffer::skipWSCalls = 0;
 
-bool XmlBuffer::sameNoCase(const char* a, const char* b, size_t n) { return sameFolded(a, b, n); }
-
 void XmlBuffer::trace(const char* what, std::string_view arg) {
     if (arg.empty())
         std::fprintf(stderr, "--- XmlBuffer::%s\n", what);
@@ -266,7 +264,7 @@ int XmlBuffer::testAttr(std::string_view name, std::string_view value, int caseS
     const char quote = *p++;
     const size_t n = value.size();
     if (static_cast<size_t>(e - p) <= n) return 0;
-    const bool same = caseSensitive ? sameBytes(p, value.data(), n) : sameNoCase(p, value.data(), n);
+    const bool same = caseSensitive ? sameBytes(p, value.data(), n) : sameFolded(p, value.data(), n);
     return same && p[n] == quote;
 }
 
@@ -449,7 +447,7 @@ char* unescapeXmlInto(char* out, std::string_view text, int mode) {
         const size_t rest = static_cast<size_t>(e - p);
         const Entity* hit = nullptr;
         for (const Entity& ent : entities)
-            if (rest >= ent.name.size() && XmlBuffer::sameNoCase(p, ent.name.data(), ent.name.size())) {
+            if (rest >= ent.name.size() && sameFolded(p, ent.name.data(), ent.name.size())) {
                 hit = &ent;
                 break;
             }

@@ -258,11 +258,6 @@ public:
         const char l = static_cast<char>(c | 0x20);
         return (c >= '0' && c <= '9') || (l >= 'a' && l <= 'z');
     }
-    // Equal bytes; equal ignoring the case of ASCII letters. The names
-    // compared are short: a tail shorter than a word is compared as two
-    // words that overlap, within the n bytes.
-    static bool sameBytes(const char* a, const char* b, size_t n) { return ::sameBytes(a, b, n); }
-    static bool sameNoCase(const char* a, const char* b, size_t n);
 
 private:
     // `w` at the cursor, not followed by a letter or digit.
@@ -272,7 +267,7 @@ private:
         // Most tries fail on the first or the last byte; the exact bytes are
         // compared before the comparison without case.
         if (n && caseSensitive && (cursor[0] != w[0] || cursor[n - 1] != w[n - 1])) return 0;
-        if (!sameBytes(cursor, w.data(), n) && (caseSensitive || !sameNoCase(cursor, w.data(), n))) return 0;
+        if (!sameBytes(cursor, w.data(), n) && (caseSensitive || !sameFolded(cursor, w.data(), n))) return 0;
         if (cursor + n < end() && isAlnum(cursor[n])) return 0;
         cursor += n;
         return 1;

@@ -364,7 +364,7 @@ TEST(SameBytes, AgreesWithMemcmpAtEveryLengthAndPlace) {
             const char* const x = a.data() + before;
             const char* const y = other.data() + before;
             const bool equal = std::memcmp(x, y, len) == 0;
-            ASSERT_EQ(XmlBuffer::sameBytes(x, y, len), equal) << "length " << len << ", at " << at;
+            ASSERT_EQ(sameBytes(x, y, len), equal) << "length " << len << ", at " << at;
         }
     }
 }
