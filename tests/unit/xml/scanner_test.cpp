@@ -319,10 +319,6 @@ TEST(UnescapeXmlNull, NullTextIsEmpty) { EXPECT_EQ(unescapeXml(nullptr, 1), "");
 
 namespace {
 
-// findEither looks at eight bytes at a time; it must find what a byte loop
-// finds, from every offset and at every length, among bytes that differ
-// from the wanted ones only in the high bit or by one, with either of the
-// two wanted bytes first.
 TEST(EndTag, TheUsualSpellingReadAtOnceAsTheStepsReadIt) {
     // "</TAG>" is read at once, except while tracing, when the general
     // steps read every spelling: both must agree on the result and on where
@@ -369,6 +365,10 @@ TEST(SameBytes, AgreesWithMemcmpAtEveryLengthAndPlace) {
     }
 }
 
+// findEither looks at eight bytes at a time; it must find what a byte loop
+// finds, from every offset and at every length, among bytes that differ
+// from the wanted ones only in the high bit or by one, with either of the
+// two wanted bytes first.
 TEST(FindEither, FindsWhatAByteLoopFinds) {
     const char fillers[] = {'a', '\x80', static_cast<char>('"' | 0x80), '"' + 1, '"' - 1, '\x01', '\xff', '\x7f'};
     const char wanted[][2] = {{'"', '\0'}, {'<', '\0'}, {'&', '\\'}};
