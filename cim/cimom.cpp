@@ -33,26 +33,6 @@ std::string Cimom::send(const std::string& document) {
 
 namespace {
 
-// A reply had whole before it is read.
-class WholeReply final : public IncomingReply {
-public:
-    explicit WholeReply(std::string body) : body(std::move(body)) {}
-    Arrival* arrival() override { return nullptr; }
-    std::string take() override { return std::move(body); }
-    void finish() override {}
-
-private:
-    std::string body;
-};
-
-}  // namespace
-
-std::unique_ptr<IncomingReply> Cimom::getResponseArriving() { return std::make_unique<WholeReply>(getResponse()); }
-
-namespace {
-
-
-
 // How a namespace path is spelled; the three forms differ on purpose.
 struct NameSpaceSpelling {
     const char* open;
@@ -257,30 +237,14 @@ std::unique_ptr<NamedInstancesXml> Cimom::enumInstances(URL& url, const char* pr
         TypeNamedInstances, TypeNamedInstance);
 }
 
-// The reply is read while it arrives when the transport can do that. What
-// the transfer itself reports (a failed connection, a status header's CIM
-// error) still comes first, as when the body is had whole before it is read.
 bool Cimom::enumInstances(URL& url, const char* propertyList, bool deepInheritance, bool includeQualifiers,
                           bool includeClassOrigin, bool localOnly, NamedInstanceSink& sink) {
     addPayload(enumInstancesRequest(url, propertyList, deepInheritance, includeQualifiers, includeClassOrigin,
                                     localOnly));
-    const std::unique_ptr<IncomingReply> reply = getResponseArriving();
-    std::unique_ptr<RetValXml> result;
-    if (Arrival* arrival = reply->arrival()) {
-        try {
-            CimXml cim(*arrival, 0, sink);
-            result = cim.takeReturnData();
-        } catch (...) {
-            reply->finish();
-            throw;
-        }
-        reply->finish();
-    } else {
-        std::string body = reply->take();
-        if (body.empty()) return false;
-        CimXml cim(std::move(body), 0, &sink);
-        result = cim.takeReturnData();
-    }
+    std::string body = getResponse();
+    if (body.empty()) return false;
+    CimXml cim(std::move(body), 0, &sink);
+    const std::unique_ptr<RetValXml> result = cim.takeReturnData();
     if (result->type == TypeNamedInstance)
         sink.take(static_cast<NamedInstanceXml&>(*result));
     else if (result->type != TypeNamedInstances)

@@ -4,7 +4,6 @@
 #pragma once
 
 #include "cim/url.h"
-#include "xml/arrival.h"
 #include "xml/classes.h"
 #include "xml/envelope.h"
 #include "xml/model.h"
@@ -19,20 +18,6 @@ struct CimErrorData {
     std::string errorHeader;
 };
 
-// The reply to a request, whose body may be read while it arrives.
-class IncomingReply {
-public:
-    virtual ~IncomingReply() = default;
-    // The body as it arrives; null when it is had only whole, from take().
-    virtual Arrival* arrival() = 0;
-    // The whole body once the transfer is over; throws what getResponse()
-    // throws.
-    virtual std::string take() = 0;
-    // For a body read through arrival(): waits for the end of the transfer
-    // and throws what getResponse() would have thrown for it.
-    virtual void finish() = 0;
-};
-
 class Cimom {
 public:
     static const char* const xmlHeader;
@@ -44,9 +29,6 @@ public:
     virtual void genRequest(URL& url, const char* name, bool isMethodCall, bool hasKeys) = 0;
     virtual void addPayload(const std::string& document) = 0;
     virtual std::string getResponse() = 0;
-    // In place of getResponse(): the reply, read while it arrives where the
-    // transport can do that; by default had whole from getResponse().
-    virtual std::unique_ptr<IncomingReply> getResponseArriving();
     virtual ~Cimom();
     virtual void setClientCertificates(const char* caCert, int noVerify, const char* clientCert,
                                        const char* clientKey) = 0;

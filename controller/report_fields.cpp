@@ -13,7 +13,7 @@
 
 #include "cim/url.h"
 #include "xml/model.h"
-#include "xml/text.h"
+#include <cstring>
 #include "xml/xml_buffer.h"
 
 namespace {
@@ -24,7 +24,7 @@ bool IsControl(char c) {
 }
 
 size_t ValueStart(std::string_view text, std::string_view key) {
-    const size_t at = findText(text, key);
+    const size_t at = text.find(key);
     if (at == std::string_view::npos) throw std::out_of_range("report key absent: " + std::string(key));
     return at + key.size();
 }
@@ -359,7 +359,7 @@ HeldOutput::Blocks::int_type HeldOutput::Blocks::overflow(int_type c) {
 
 std::streamsize HeldOutput::Blocks::xsputn(const char* s, std::streamsize n) {
     if (n > 0 && epptr() - pptr() >= n) {
-        copyBytes(pptr(), s, static_cast<size_t>(n));
+        std::memcpy(pptr(), s, static_cast<size_t>(n));
         pbump(static_cast<int>(n));   // at most a block
         return n;
     }

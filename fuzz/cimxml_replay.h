@@ -1,8 +1,8 @@
 // One input through the reply parser and through every text rendering its
-// result allows, and read once more while it is parsed, as the reports read
-// an enumeration, which must come to the same. Shared by the libFuzzer target fuzz_cimxml.cpp and by the
-// unit test that replays the saved corpus, so that both judge an input the
-// same way.
+// result allows, and read once more through a sink, as the reports read an
+// enumeration, which must come to the same. Shared by the libFuzzer target
+// fuzz_cimxml.cpp and by the unit test that replays the saved corpus, so
+// that both judge an input the same way.
 //
 // The outcomes a hostile or broken reply may lead to are the ones a caller of
 // CimXml is prepared for: the XmlException family (the server's CIM error
@@ -11,7 +11,6 @@
 // Outcome; anything else escapes from it, and the fuzz target aborts on it.
 #pragma once
 
-#include "xml/arrival.h"
 #include "xml/classes.h"
 #include "xml/envelope.h"
 #include "xml/model.h"
@@ -21,25 +20,10 @@
 #include <cstdint>
 #include <exception>
 #include <memory>
-#include <optional>
 #include <stdexcept>
 #include <string>
 #include <typeinfo>
 #include <vector>
-#include <algorithm>
-#include <cstring>
-
-// AddressSanitizer, as GCC and as clang announce it.
-#if defined(__SANITIZE_ADDRESS__)
-#define CIMXML_REPLAY_ASAN 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define CIMXML_REPLAY_ASAN 1
-#endif
-#endif
-#if defined(CIMXML_REPLAY_ASAN)
-#include <sanitizer/asan_interface.h>
-#endif
 
 namespace cimxmlfuzz {
 
@@ -279,103 +263,11 @@ inline Result readStreamed(const std::string& body) {
     return readThroughSink([&](NamedInstanceSink& sink) { return std::make_unique<CimXml>(body, 0, &sink); });
 }
 
-// A body that comes in a piece at a time, each time the reader waits: the
-// pieces' sizes go round `pieces`. Under AddressSanitizer the bytes not yet
-// in are poisoned until the transfer is done, so a read of one stops the
-// run.
-class Trickle final : public Arrival {
-public:
-    Trickle(const std::string& body, std::vector<size_t> pieces)
-        : storage(body.size() + 1, '\x7f'), body(body), pieces(std::move(pieces)) {
-        poison(0, storage.size());
-    }
-    ~Trickle() { unpoison(0, storage.size()); }
-    Trickle(const Trickle&) = delete;
-    Trickle& operator=(const Trickle&) = delete;
-
-    char* data() override { return &storage[0]; }
-    size_t size() const override { return body.size(); }
-    Progress waitBeyond(size_t) override {
-        const size_t piece = std::max<size_t>(1, pieces[next++ % pieces.size()]);
-        const size_t more = std::min(piece, last - in);
-        unpoison(in, in + more);
-        std::memcpy(&storage[in], body.data() + in, more);
-        in += more;
-        // Once the transfer is done, the byte after what came in is the
-        // reader's too.
-        if (in == last) unpoison(in, storage.size());
-        return {in, in == last};
-    }
-    // Released bytes are overwritten with a byte no reply holds where it
-    // would be read, and poisoned: a reader that comes back to them reads
-    // something else, or is stopped under AddressSanitizer.
-    void release(size_t from, size_t to) override {
-        if (from > to || to > in || from != firstReleased.value_or(from) || to < releasedTo)
-            throw std::logic_error("release of [" + std::to_string(from) + ", " + std::to_string(to) + ") with " +
-                                   std::to_string(in) + " bytes in");
-        firstReleased = from;
-        const size_t start = std::max(from, releasedTo);
-        unpoison(start, to);
-        std::memset(&storage[start], '<', to - start);
-        poison(start, to);
-        releasedTo = to;
-    }
-    // The transfer breaks off after `count` bytes.
-    void endAfter(size_t count) { last = std::min(count, body.size()); }
-    size_t received() const { return in; }
-    size_t released() const { return releasedTo - firstReleased.value_or(0); }
-
-private:
-    void poison(size_t from, size_t to) {
-        (void)from, (void)to;
-#if defined(CIMXML_REPLAY_ASAN)
-        ASAN_POISON_MEMORY_REGION(&storage[from], to - from);
-#endif
-    }
-    void unpoison(size_t from, size_t to) {
-        (void)from, (void)to;
-#if defined(CIMXML_REPLAY_ASAN)
-        ASAN_UNPOISON_MEMORY_REGION(&storage[from], to - from);
-#endif
-    }
-
-    std::string storage;
-    const std::string& body;
-    std::vector<size_t> pieces;
-    size_t next = 0;
-    size_t in = 0;
-    size_t last = body.size();
-    std::optional<size_t> firstReleased;
-    size_t releasedTo = 0;
-};
-
-// The same through a body that arrives in pieces, read while it comes in.
-inline Result readArriving(const std::string& body, std::vector<size_t> pieces) {
-    Trickle arrival(body, std::move(pieces));
-    return readThroughSink([&](NamedInstanceSink& sink) { return std::make_unique<CimXml>(arrival, 0, sink); });
-}
-
-// Piece sizes for an input: the whole, single bytes, and a mix drawn from
-// the input's own bytes, so that the fuzzer moves the window ends around.
-inline std::vector<std::vector<size_t>> piecesFor(const std::string& body) {
-    std::vector<size_t> mixed;
-    for (size_t i = 0; i < body.size() && mixed.size() < 16; i += 61)
-        mixed.push_back(static_cast<unsigned char>(body[i]) % 97 + 1);
-    if (mixed.empty()) mixed.push_back(3);
-    return {{body.size()}, {1}, {7, 200}, mixed};
-}
-
 inline Result replay(const uint8_t* data, size_t size) {
     const std::string body(reinterpret_cast<const char*>(data), size);
     const Result whole = readWhole(body), streamed = readStreamed(body);
     if (whole.outcome != streamed.outcome || whole.text != streamed.text)
         throw StreamMismatch("read while parsing: \"" + streamed.text + "\", read whole: \"" + whole.text + "\"");
-    for (std::vector<size_t>& pieces : piecesFor(body)) {
-        const Result arriving = readArriving(body, pieces);
-        if (arriving.outcome != streamed.outcome || arriving.text != streamed.text)
-            throw StreamMismatch("read while arriving: \"" + arriving.text + "\", read whole: \"" +
-                                 streamed.text + "\"");
-    }
     return outcomeOf([&]() -> Result {
         std::string text;
         std::unique_ptr<RetValXml> taken;

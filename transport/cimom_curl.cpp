@@ -6,7 +6,6 @@
 #include "xml/text.h"
 #include "xml/render_flags.h"
 
-#include <sys/mman.h>
 #include <unistd.h>
 
 #include <array>
@@ -17,14 +16,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <exception>
 #include <iostream>
 #include <new>
 #include <string_view>
-#include <condition_variable>
-#include <mutex>
-#include <thread>
-#include <vector>
 
 int dumpXml = 0;
 int reqChunking = 0;
@@ -325,16 +319,9 @@ size_t CimomCurl::headerCb(char* ptr, size_t size, size_t nmemb, void* record) {
 }
 
 std::string CimomCurl::getResponse() {
-    startResponse();
-    return endResponse(curl_easy_perform(curl.get()), 0);
-}
-
-void CimomCurl::startResponse() {
     replyBuffer.take();
     response.clear();
-}
-
-std::string CimomCurl::endResponse(CURLcode rc, size_t arrived) {
+    const CURLcode rc = curl_easy_perform(curl.get());
     if (rc != CURLE_OK) {
         long status = 0;
         curl_easy_getinfo(curl.get(), CURLINFO_RESPONSE_CODE, &status);
@@ -353,297 +340,11 @@ std::string CimomCurl::endResponse(CURLcode rc, size_t arrived) {
     if (dumpXml) std::cerr << "From server: " << reply << std::endl;
 
     if (!statusIsSuccess(cimErrorData)) throw statusError(cimErrorData);
-    if (reply.empty() && arrived == 0) throw HttpException("No data received from server.");
+    if (reply.empty()) throw HttpException("No data received from server.");
 
     pause();
     return reply;
 }
-
-namespace {
-
-// Room for a body of known length, straight from the kernel. Large pages
-// are asked for: a body of many megabytes is otherwise stored at the cost
-// of a page fault every 4 KiB, and on a small host those faults took more
-// time than the rest of the receiving. Without them it is ordinary memory.
-//
-// The pages of what the reader is done with are moved, as they are, to
-// where the writer is about to write (see Transfer), so that a long body is
-// stored in a few megabytes of pages: a fresh page costs a fault and the
-// clearing of its bytes, and far more where the host of a virtual machine
-// hands out memory only when it is first touched. Where a page was moved
-// away nothing of ours is mapped any more, and the kernel may place other
-// mappings there.
-class Room {
-public:
-    static constexpr uintptr_t pageBytes = uintptr_t{2} << 20;   // a large page
-
-    Room() = default;
-    // What was moved away may have been mapped again by anyone else: only
-    // the rest is unmapped.
-    ~Room() {
-        if (bytes == nullptr) return;
-        std::sort(holes.begin(), holes.end());
-        uintptr_t from = reinterpret_cast<uintptr_t>(bytes);
-        for (const uintptr_t hole : holes) {
-            if (hole > from) munmap(reinterpret_cast<void*>(from), hole - from);
-            from = hole + pageBytes;
-        }
-        const uintptr_t end = reinterpret_cast<uintptr_t>(bytes) + length;
-        if (end > from) munmap(reinterpret_cast<void*>(from), end - from);
-    }
-    Room(const Room&) = delete;
-    Room& operator=(const Room&) = delete;
-
-    bool reserve(size_t size) {
-        void* p = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-        if (p == MAP_FAILED) return false;
-        madvise(p, size, MADV_HUGEPAGE);
-        bytes = static_cast<char*>(p);
-        length = size;
-        spareFrom = nextPage = pageAt(0, true);
-        return true;
-    }
-    char* get() const { return bytes; }
-
-    // The reader's side: the whole pages in [from, to) become spares.
-    void spare(size_t from, size_t to, std::vector<uintptr_t>& spares) {
-        spareFrom = std::max(spareFrom, pageAt(from, true));
-        for (const uintptr_t last = pageAt(to, false); spareFrom < last; spareFrom += pageBytes)
-            spares.push_back(spareFrom);
-    }
-    // The writer's side: how many pages start before `end` that no write
-    // has reached yet.
-    size_t pagesBefore(size_t end) const {
-        const uintptr_t last = std::min(pageAt(end + pageBytes - 1, false), pageAt(length, false));
-        return last > nextPage ? static_cast<size_t>((last - nextPage) / pageBytes) : 0;
-    }
-    // The next such page is `spare`'s, moved here; a page with no spare is
-    // had fresh on its first write.
-    void fill(uintptr_t spare) {
-        if (spare != 0) {
-            holes.push_back(spare);
-            void* moved = mremap(reinterpret_cast<void*>(spare), pageBytes, pageBytes, MREMAP_MAYMOVE | MREMAP_FIXED,
-                                 reinterpret_cast<void*>(nextPage));
-            if (moved == MAP_FAILED) munmap(reinterpret_cast<void*>(spare), pageBytes);   // left to a fault
-        }
-        nextPage += pageBytes;
-    }
-
-private:
-    // The page boundary at or after (up) or at or before (down) offset `at`.
-    uintptr_t pageAt(size_t at, bool up) const {
-        const uintptr_t address = reinterpret_cast<uintptr_t>(bytes) + at;
-        return (up ? address + pageBytes - 1 : address) & ~(pageBytes - 1);
-    }
-
-    char* bytes = nullptr;
-    size_t length = 0;
-    uintptr_t spareFrom = 0;   // the reader's: no page below it becomes a spare again
-    uintptr_t nextPage = 0;    // the writer's: the first page not yet filled
-    std::vector<uintptr_t> holes;   // the writer's: pages moved away (or given back)
-};
-
-}  // namespace
-
-// One transfer on a thread of its own. The thread (libcurl's write
-// callback) decides at the first body byte whether the body can be read
-// while it arrives, stores the bytes and counts them under the lock; the
-// reading thread waits on the count. The handle is the thread's from the
-// start of the transfer until it is joined.
-class CimomCurl::Transfer final : public IncomingReply, public Arrival {
-public:
-    explicit Transfer(CimomCurl& owner) : owner(owner) {
-        owner.startResponse();
-        CURL* h = owner.curl.get();
-        curl_easy_setopt(h, CURLOPT_WRITEFUNCTION, &Transfer::writeCb);
-        curl_easy_setopt(h, CURLOPT_WRITEDATA, this);
-        try {
-            worker = std::thread([this] { run(); });
-        } catch (...) {
-            restoreWriter();
-            throw;
-        }
-    }
-    ~Transfer() override { join(); }
-    Transfer(const Transfer&) = delete;
-    Transfer& operator=(const Transfer&) = delete;
-
-    Arrival* arrival() override {
-        std::unique_lock<std::mutex> lock(mutex);
-        changed.wait(lock, [this] { return mode != Mode::Undecided; });
-        return mode == Mode::Arriving ? this : nullptr;
-    }
-    std::string take() override { return end(); }
-    void finish() override { end(); }
-
-    char* data() override { return storage.get(); }
-    size_t size() const override { return length; }
-    // The reader is woken once a step more has come (or the rest of the
-    // body, or the end), not for every write: a reader that keeps up with
-    // the writer would otherwise sleep and wake for every block libcurl
-    // hands over.
-    Progress waitBeyond(size_t have) override {
-        std::unique_lock<std::mutex> lock(mutex);
-        waiting = true;
-        wakeAt = std::min(have + wakeStep, length);
-        roomMade.notify_one();   // a reader that waits holds the writer back no longer
-        changed.wait(lock, [&] { return (in > have && in >= wakeAt) || ended; });
-        waiting = false;
-        return {in, ended};
-    }
-    // The reader's place is published once it has moved on by a step, not
-    // for every item.
-    void release(size_t from, size_t to) override {
-        if (to - published < publishStep) return;
-        std::lock_guard<std::mutex> lock(mutex);
-        storage.spare(from, to, spares);
-        readerAt = to;
-        roomMade.notify_one();
-        published = to;
-    }
-
-private:
-    enum class Mode { Undecided, Arriving, Whole };
-
-    void run() {
-        const CURLcode code = curl_easy_perform(owner.curl.get());
-        std::lock_guard<std::mutex> lock(mutex);
-        rc = code;
-        ended = true;
-        if (mode == Mode::Undecided) mode = Mode::Whole;
-        changed.notify_all();
-    }
-
-    // getResponse()'s checks on the finished transfer.
-    std::string end() {
-        join();
-        if (failure) std::rethrow_exception(failure);
-        return owner.endResponse(rc, in);
-    }
-
-    void join() {
-        if (!worker.joinable()) return;
-        {
-            std::lock_guard<std::mutex> lock(mutex);
-            readerGone = true;
-            roomMade.notify_one();
-        }
-        worker.join();
-        restoreWriter();
-    }
-
-    // The handle goes back to the owner's own write callback.
-    void restoreWriter() {
-        CURL* h = owner.curl.get();
-        curl_easy_setopt(h, CURLOPT_WRITEFUNCTION, &CimomCurl::writeCb);
-        curl_easy_setopt(h, CURLOPT_WRITEDATA, static_cast<std::ostream*>(&owner.response));
-    }
-
-    static size_t writeCb(char* ptr, size_t size, size_t nmemb, void* self) {
-        return static_cast<Transfer*>(self)->write(ptr, size * nmemb);
-    }
-
-    // No exception may cross libcurl: one is kept for end() and stops the
-    // transfer.
-    size_t write(const char* ptr, size_t count) {
-        try {
-            if (mode == Mode::Undecided) decide();
-            if (mode == Mode::Whole) return CimomCurl::writeCb(const_cast<char*>(ptr), 1, count, &owner.response);
-            // More than the length announced: libcurl keeps to it, but the
-            // room ends there.
-            if (count > length - in) return 0;
-            fillPages(in + count);
-            std::memcpy(storage.get() + in, ptr, count);
-            std::unique_lock<std::mutex> lock(mutex);
-            in += count;
-            const bool wake = waiting && in >= wakeAt;
-            keepWithinLead(lock);   // never waits while the reader does
-            lock.unlock();
-            // Woken after the unlock, the reader finds the lock free.
-            if (wake) changed.notify_one();
-            return count;
-        } catch (...) {
-            failure = std::current_exception();
-            return 0;
-        }
-    }
-
-    // The writer goes no further than `lead` bytes beyond the reader's
-    // place, except while the reader waits for more (an item longer than
-    // the lead, the whole body after a failure) or has stopped reading.
-    void keepWithinLead(std::unique_lock<std::mutex>& lock) {
-        roomMade.wait(lock, [this] { return in - readerAt < lead || waiting || readerGone; });
-    }
-
-    // Before bytes up to `end` are written: the pages they reach for the
-    // first time, spares where there are any.
-    void fillPages(size_t end) {
-        for (size_t n = storage.pagesBefore(end); n > 0; --n) {
-            uintptr_t spare = 0;
-            {
-                std::lock_guard<std::mutex> lock(mutex);
-                if (!spares.empty()) {
-                    spare = spares.back();
-                    spares.pop_back();
-                }
-            }
-            storage.fill(spare);
-        }
-    }
-
-    // Read while it arrives: a body of announced length, within the most the
-    // reply buffer sets aside, and not while the reply is traced.
-    void decide() {
-        CURL* h = owner.curl.get();
-        curl_off_t announced = -1;
-        bool fits = !dumpXml && curl_easy_getinfo(h, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &announced) == CURLE_OK &&
-                    announced > 0 && announced <= mostSetAside && !transferEncoded(h);
-        if (fits) fits = storage.reserve(static_cast<size_t>(announced) + 1);
-        std::lock_guard<std::mutex> lock(mutex);
-        if (fits) length = static_cast<size_t>(announced);
-        mode = fits ? Mode::Arriving : Mode::Whole;
-        changed.notify_all();
-    }
-
-    // A Transfer-Encoding makes the body's length the encoding's, whatever
-    // Content-Length says. Without the header interface the answer is yes.
-    static bool transferEncoded(CURL* h) {
-#if LIBCURL_VERSION_NUM >= 0x075400
-        curl_header* header = nullptr;
-        return curl_easy_header(h, "Transfer-Encoding", 0, CURLH_HEADER, -1, &header) != CURLHE_MISSING;
-#else
-        (void)h;
-        return true;
-#endif
-    }
-
-    CimomCurl& owner;
-    std::thread worker;
-    std::mutex mutex;
-    std::condition_variable changed;
-    Mode mode = Mode::Undecided;      // set once, under the lock
-    Room storage;                     // length + 1 bytes when arriving
-    size_t length = 0;
-    size_t in = 0;                    // written by the transfer's thread, under the lock
-    bool waiting = false;             // the reader waits for more
-    size_t wakeAt = 0;                // under the lock: what the waiting reader is woken at
-    bool ended = false;
-    // How far the writer may go ahead of the reader: enough for the reader
-    // never to wait on a writer that has the bytes, few enough pages to be
-    // had fresh.
-    static constexpr size_t lead = size_t{8} << 20;
-    static constexpr size_t publishStep = size_t{256} << 10;
-    static constexpr size_t wakeStep = size_t{256} << 10;
-    std::condition_variable roomMade;  // the writer waits on it
-    size_t readerAt = 0;              // under the lock
-    std::vector<uintptr_t> spares;    // under the lock: pages the reader is done with
-    bool readerGone = false;          // under the lock: the writer waits no more
-    size_t published = 0;             // the reading thread's own
-    CURLcode rc = CURLE_OK;
-    std::exception_ptr failure;       // from the write callback
-};
-
-std::unique_ptr<IncomingReply> CimomCurl::getResponseArriving() { return std::make_unique<Transfer>(*this); }
 
 void CimomCurl::pause() {
     if (waitTime > 0) {

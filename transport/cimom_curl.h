@@ -31,11 +31,6 @@ public:
     void genRequest(URL& url, const char* name, bool isMethodCall, bool hasKeys) override;
     void addPayload(const std::string& document) override;
     std::string getResponse() override;
-    // The transfer runs on a thread of its own. A reply that announces its
-    // length (Content-Length, no Transfer-Encoding) is stored straight into
-    // room of that size and can be read while it arrives; any other is had
-    // whole, as from getResponse().
-    std::unique_ptr<IncomingReply> getResponseArriving() override;
     void setClientCertificates(const char* caCert, int noVerify, const char* clientCert,
                                const char* clientKey) override;
 
@@ -69,13 +64,6 @@ private:
     static std::string objectText(const URL& target, bool isMethodCall, bool hasKeys);
     HeaderList buildHeaders(const char* name, const std::string& object) const;
     static void pause();
-    void startResponse();
-    // What getResponse() makes of a finished transfer: the failures it
-    // reports, in their order, and the body. `arrived` counts the bytes of a
-    // body that was stored elsewhere (read while it arrived).
-    std::string endResponse(CURLcode rc, size_t arrived);
-
-    class Transfer;
 
     // The reply body as it arrives: a stream over one string, which
     // getResponse hands over whole (moved, not copied). The string is sized

@@ -83,29 +83,18 @@ T readOne(XmlBuffer& xb) {
 InstanceNameXml readObjectPath(XmlBuffer& xb) { return InstanceNameXml(xb, true); }
 
 // The first result, and when more of the same element follow, a list of all
-// (of named instances, handed to the sink instead when there is one).
-//
-// A body that is still arriving is read an item at a time, each as soon as
-// it is in; only lists handed to a sink are read that way.
+// (of named instances, each handed to the sink instead when there is one).
 template <class One, class List, One (*read)(XmlBuffer&)>
 std::unique_ptr<RetValXml> readResults(XmlBuffer& xb, const char* tag, NamedInstanceSink* sink) {
-    constexpr bool sinkable = std::is_same_v<One, NamedInstanceXml>;
-    One first = sinkable ? xb.guarded([&xb] { return read(xb); }) : read(xb);
-    if (sinkable && sink) xb.awaitItem();
+    One first = read(xb);
     if (!XmlBuffer::nextEquals(xb.nextTag(), tag)) return std::make_unique<One>(std::move(first));
     auto list = std::make_unique<List>();
-    if constexpr (sinkable) {
+    if constexpr (std::is_same_v<One, NamedInstanceXml>) {
         if (sink) {
-            xb.handedOver();
             sink->take(first);
-            // Each further item is read into the one before it, keeping its
-            // room: the sink is done with an item when take() returns.
-            for (;;) {
-                xb.awaitItem();
-                if (!XmlBuffer::nextEquals(xb.nextTag(), tag)) break;
-                xb.guarded([&xb, &first] { first.read(xb); });
-                xb.handedOver();
-                sink->take(first);
+            while (XmlBuffer::nextEquals(xb.nextTag(), tag)) {
+                One next = read(xb);
+                sink->take(next);
             }
             return list;
         }
@@ -306,23 +295,6 @@ const XmlElement CimXml::elm{"CIMVERSION", "DTDVERSION"};
 CimXml::CimXml(std::string body, int flag, NamedInstanceSink* sink)
     : buffer(std::make_unique<XmlBuffer>(std::move(body))) {
     read(flag, sink);
-}
-
-// A failure that may come from reading only the first window is read again
-// on the whole body, from a fresh start.
-CimXml::CimXml(Arrival& arrival, int flag, NamedInstanceSink& sink)
-    : buffer(std::make_unique<XmlBuffer>(arrival, "VALUE.NAMEDINSTANCE")) {
-    for (;;) {
-        try {
-            read(flag, &sink);
-            return;
-        } catch (...) {
-            if (!buffer->restartWhole()) throw;
-        }
-        cimVersion.clear();
-        dtdVersion.clear();
-        message.reset();
-    }
 }
 
 void CimXml::read(int flag, NamedInstanceSink* sink) {

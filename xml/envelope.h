@@ -25,7 +25,7 @@ public:
 // that a long list is never held whole: the reply is still read and checked to
 // its end, and its list result comes back empty. A single instance is not
 // handed over; it stays the result, as without a sink. An item is the
-// sink's only until take() returns: the next one is read into it.
+// sink's only until take() returns.
 class NamedInstanceSink {
 public:
     virtual void take(NamedInstanceXml& item) = 0;
@@ -102,9 +102,6 @@ class CimXml {
 public:
     // With a sink, the instances of an enumeration go there as they are read.
     CimXml(std::string body, int flag, NamedInstanceSink* sink = nullptr);
-    // The same for a body that is still arriving: the result, the sink's
-    // items and any failure are those of the whole body.
-    CimXml(Arrival& arrival, int flag, NamedInstanceSink& sink);
     // The simple response's result, still owned by this tree.
     RetValXml* getReturnData();
     // The same checks, but ownership of the result moves to the caller (for a

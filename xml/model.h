@@ -1,9 +1,6 @@
 // The object model of replies: values, instance names and key bindings, the
 // path elements, instances and properties. Every class parses itself from an
-// XmlBuffer and renders itself as text (toStringBuffer). The classes a list
-// of instances is made of can also parse into an object read before
-// (read()), keeping its strings' and vectors' room: the result is the same
-// as a fresh object's.
+// XmlBuffer and renders itself as text (toStringBuffer).
 #pragma once
 
 #include "xml/array_xml.h"
@@ -12,7 +9,6 @@
 #include "xml/string_array.h"
 #include "xml/xml_buffer.h"
 
-#include <array>
 #include <memory>
 #include <ostream>
 #include <string>
@@ -64,34 +60,20 @@ public:
     ValueXml();
     explicit ValueXml(XmlBuffer& xb);
     explicit ValueXml(const char* text);   // a VALUE holding `text`
-    // Parses into this object, replacing what it held.
-    void read(XmlBuffer& xb);
-    // A VALUE holding `text`, replacing what it held.
-    void setText(std::string_view text);
-    // Back to what a default-made value holds.
-    void clear();
     ValueXml(const ValueXml& other);
     ValueXml& operator=(const ValueXml& other);
-    ValueXml(ValueXml&&) noexcept;
-    ValueXml& operator=(ValueXml&&) noexcept;
-    ~ValueXml() override;
+    ValueXml(ValueXml&&) noexcept = default;
+    ValueXml& operator=(ValueXml&&) noexcept = default;
 
     std::unique_ptr<RetValXml> clone() const override;
     void toStringBuffer(std::string& buf, const char* q = "") const override;
 
     static const XmlElement elm;   // VALUE, VALUE.ARRAY, VALUE.REFERENCE
 
-    // VALUE.ARRAY's values (none for the other kinds). The array is made on
-    // the first call of the non-const form.
-    const ArrayXml<ValueXml>& elements() const;
-    ArrayXml<ValueXml>& elements();
-
     int kind = None;
     std::string value;                 // VALUE content as received (entities kept)
+    ArrayXml<ValueXml> elements;       // VALUE.ARRAY
     std::unique_ptr<SubValueXml> ref;  // VALUE.REFERENCE
-
-private:
-    Rare<ArrayXml<ValueXml>> array;   // most values are no arrays
 };
 
 class KeyValueXml {
@@ -99,7 +81,6 @@ public:
     explicit KeyValueXml(XmlBuffer& xb);
     explicit KeyValueXml(const char* text);   // VALUETYPE "string"
     KeyValueXml() = default;
-    void read(XmlBuffer& xb);
     void toStringBuffer(std::string& buf, const char* q) const;
 
     static const XmlElement elm;
@@ -111,7 +92,6 @@ class KeyBindingXml {
 public:
     enum Kind { KeyValue = 1, Reference = 2 };
     explicit KeyBindingXml(XmlBuffer& xb);
-    void read(XmlBuffer& xb);
     void toStringBuffer(std::string& buf, const char* q) const;
 
     static const XmlElement elm;
@@ -126,8 +106,6 @@ public:
     // With `objectPath`, an OBJECTPATH wrapper is read first.
     explicit InstanceNameXml(XmlBuffer& xb, bool objectPath = false);
     InstanceNameXml();
-    // An INSTANCENAME (not the OBJECTPATH form).
-    void read(XmlBuffer& xb);
     std::unique_ptr<RetValXml> clone() const override;
     void toStringBuffer(std::string& buf, const char* q = "") const override;
 
@@ -218,43 +196,10 @@ public:
     int key = 0;
 };
 
-// The attributes of a property that replies rarely carry, behind one pointer
-// that stays null until one of them is set to a non-empty text. An attribute
-// not set reads as "". The class origin is the one that comes often (the
-// queries ask for it, and the properties of a reply mostly share one); the
-// others are rarer still and take a block of their own. The texts are never
-// changed in place: a property that sets one gets texts of its own, so that
-// properties (and their copies) can share them.
-class RareAttributes {
-public:
-    enum Which { ClassOrigin, Propagated, EmbeddedObject, ReferenceClass, ArraySize, Count };
-
-    const std::string& get(Which which) const {
-        static const Texts none;
-        const Texts& t = texts ? *texts : none;
-        return which == ClassOrigin ? t.classOrigin : t.others.get()[which - 1];
-    }
-    void set(Which which, std::string_view value);
-    void clear() { texts.reset(); }
-    // The class origin of a property that has no other of these attributes:
-    // the texts of the last such property read are shared when they name the
-    // same class.
-    void setClassOriginOnly(std::string_view value);
-
-private:
-    using Others = std::array<std::string, Count - 1>;
-    struct Texts {
-        std::string classOrigin;
-        Rare<Others> others;
-    };
-    std::shared_ptr<const Texts> texts;
-};
-
 class PropertyXml {
 public:
     enum Kind { Plain = 1, Reference = 2, Array = 3 };
     explicit PropertyXml(XmlBuffer& xb);
-    void read(XmlBuffer& xb);
     // From "name=value" text (object path keys); throws ParseException
     // "Invalid name-value pair" without "=". The TYPE is inferred from the
     // value as written: "boolean", "numeric" or "string"; a value in double
@@ -268,18 +213,8 @@ public:
     // PROPERTY, PROPERTY.REFERENCE, PROPERTY.ARRAY: indexed by kind - 1.
     static const XmlElement elm[3];
 
-    const std::string& classOrigin() const { return rare.get(RareAttributes::ClassOrigin); }
-    const std::string& propagated() const { return rare.get(RareAttributes::Propagated); }
-    const std::string& embeddedObject() const { return rare.get(RareAttributes::EmbeddedObject); }
-    const std::string& referenceClass() const { return rare.get(RareAttributes::ReferenceClass); }
-    const std::string& arraySize() const { return rare.get(RareAttributes::ArraySize); }
-
-    // The QUALIFIERs, as raw text (most properties have none).
-    const ArrayXml<QualifierXml>& qualifiers() const { return qualifierList.get(); }
-
-    std::string name, type;
-    RareAttributes rare;
-    Rare<ArrayXml<QualifierXml>> qualifierList;
+    std::string name, type, classOrigin, propagated, embeddedObject, referenceClass, arraySize;
+    ArrayXml<QualifierXml> qualifiers;
     Option<ValueXml> value;
     int kind = Plain;
     int key = 0;
@@ -289,7 +224,6 @@ class InstanceXml : public RetValXml {
 public:
     explicit InstanceXml(XmlBuffer& xb);
     InstanceXml() : RetValXml(TypeInstance) {}
-    void read(XmlBuffer& xb);
     std::unique_ptr<RetValXml> clone() const override;
     void toStringBuffer(std::string& buf, const char* q = "") const override;
     void propagateKeyFlags(const ArrayXml<KeyBindingXml>& keys);
@@ -304,7 +238,6 @@ public:
 class NamedInstanceXml : public RetValXml {
 public:
     explicit NamedInstanceXml(XmlBuffer& xb);
-    void read(XmlBuffer& xb);
     std::unique_ptr<RetValXml> clone() const override;
     static const XmlElement elm;
     InstanceNameXml name;

@@ -8,7 +8,6 @@
 #include "xml/xml_buffer.h"
 
 #include <cstdio>
-#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -18,18 +17,6 @@ namespace xmlsteps {
 inline void open(XmlBuffer& xb, std::string_view tag, const XmlElement& elm, XmlAttr& attr,
                  const char* expecting, const char* badAttributes) {
     if (DBGX) std::fprintf(stderr, "--- %s\n", tag.data());
-    // Servers write most start tags with the table's first attribute only,
-    // or with none: those are read in one pass.
-    const size_t count = elm.attrs.empty() ? 0 : 1;
-    const std::string_view first = elm.firstToken;
-    std::string_view value;
-    bool empty = false;
-    if (attr.attr.size() >= count && xb.plainStartTag(tag, &first, count, &value, empty)) {
-        for (size_t i = 0; i < attr.attr.size(); ++i) attr.attr[i] = {};
-        if (count) attr.attr[0] = value;
-        attr.emptyElement = empty;
-        return;
-    }
     if (!xb.tagEquals(tag)) throw ParseException(expecting);
     if (!xb.attrsOk(elm, attr, tag.data())) throw ParseException(badAttributes);
 }
@@ -45,32 +32,22 @@ inline bool childIs(XmlBuffer& xb, const XmlAttr& attr, std::string_view tag) {
     return !attr.emptyElement && XmlBuffer::nextEquals(xb.nextTag(), tag);
 }
 
-// The element's text content as a string; empty for the empty form.
+// The element's text content, read as a C string (up to the first NUL
+// byte); empty for the empty form.
 inline std::string content(XmlBuffer& xb, const XmlAttr& attr) {
     const char* text = xb.getContent(&attr);
     return text ? std::string(text) : std::string();
 }
 
-// The same, assigned to `out` without a temporary.
-// Read as a C string, as the other element parsers read it: up to the
-// first NUL byte.
-inline void contentTo(XmlBuffer& xb, const XmlAttr& attr, std::string& out) {
-    const std::string_view text = xb.contentText(&attr);
-    out.assign(text.data(), text.data() ? strnlen(text.data(), text.size()) : 0);
-}
-
 // Equal ignoring the case of ASCII letters.
-inline bool sameName(std::string_view a, std::string_view b) {
-    return equalsNoCase(a, b);
-}
+inline bool sameName(std::string_view a, std::string_view b) { return equalsNoCase(a, b); }
 
 // The first form in `forms` (tried in order) whose tag opens next.
 template <class Form, size_t N>
 const Form* openForm(XmlBuffer& xb, const Form (&forms)[N]) {
-    std::string_view tags[N];
-    for (size_t i = 0; i < N; ++i) tags[i] = forms[i].tag;
-    const int at = xb.tagIndex(tags, N);
-    return at < 0 ? nullptr : &forms[at];
+    for (const Form& f : forms)
+        if (xb.tagEquals(f.tag)) return &f;
+    return nullptr;
 }
 
 }  // namespace xmlsteps

@@ -64,7 +64,7 @@ TEST(RealReplies, EnumerateClassesGivesFortyClasses) {
     ASSERT_EQ(list->items.size(), 40u);
     EXPECT_EQ(list->items[0].name, "Linux_OSProcess");
     EXPECT_EQ(list->items[0].properties[0].kind, PropertyXml::Reference);
-    EXPECT_EQ(list->items[0].properties[0].referenceClass(), "Linux_OperatingSystem");
+    EXPECT_EQ(list->items[0].properties[0].referenceClass, "Linux_OperatingSystem");
 }
 
 TEST(RealReplies, ReferencesGiveTwoObjectsWithPath) {
@@ -288,6 +288,18 @@ TEST(Corpus, MethodResponseWithOutputParameters) {
 TEST(Corpus, ErrorReply) {
     EXPECT_EQ(cimErrorOf(dataFile("error-NotFound.xml")),
               "Cim: (6) CIM_ERR_NOT_FOUND: No volume set with VolumeNo=7 & no pass-through disk");
+}
+
+// A broken reply found by fuzzing: a QUALIFIER's start tag runs into a
+// second prolog, and an instance's QUALIFIER without end tag skips into the
+// next instance, where a VALUE stands among the instance's children.
+TEST(BrokenReplies, QualifierWithoutEndTagSkipsIntoTheNextInstance) {
+    try {
+        CimXml cim(dataFile("broken/qualifier-without-end-tag.xml"), 0);
+        FAIL() << "parsed";
+    } catch (const ParseException& e) {
+        EXPECT_EQ(e.getMsg(), "Parse Exception: Expecting /INSTANCE, QUALIFIER or PROPERTY element");
+    }
 }
 
 }  // namespace
