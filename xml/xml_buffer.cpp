@@ -127,8 +127,7 @@ int XmlBuffer::attrsOk(const XmlElement& elm, XmlAttr& attr, const char* tag) {
                                  peek(cursor, end(), 10) + ")");
         skipWS();
         if (!getChar('=')) throw ParseException("'=' expected in attribute list");
-        if (DBGXB) trace("getValue", elm.attrs[i]);
-        attr.attr[i] = valueText();
+        attr.attr[i] = valueText(elm.attrs[i].c_str());
         seen |= 1ULL << i;
         skipWS();
     }
@@ -186,13 +185,11 @@ int XmlBuffer::testAttr(std::string_view name, std::string_view value, int caseS
     return (caseSensitive ? here == value : equalsNoCase(here, value)) && p[n] == quote;
 }
 
-std::string XmlBuffer::getValue(const char* attrName) {
-    if (DBGXB) std::fprintf(stderr, "--- XmlBuffer::getValue(\"%s\")\n", attrName);
-    return std::string(valueText());
-}
+std::string XmlBuffer::getValue(const char* attrName) { return std::string(valueText(attrName)); }
 
 // Read as a C string: a value ends at its closing quote or at a NUL byte.
-std::string_view XmlBuffer::valueText() {
+std::string_view XmlBuffer::valueText(const char* attrName) {
+    if (DBGXB) std::fprintf(stderr, "--- XmlBuffer::getValue(\"%s\")\n", attrName);
     skipWS();
     if (cursor >= end() || (*cursor != '"' && *cursor != '\''))
         throw std::logic_error("basic_string: construction from null is not valid");

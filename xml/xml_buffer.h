@@ -90,8 +90,8 @@ public:
 private:
     // `w` at the cursor, not followed by a letter or digit.
     int getWordN(std::string_view w, bool caseSensitive);
-    // The quoted value after '=' (see getValue), cut in place.
-    std::string_view valueText();
+    // getValue's value, cut in place and not copied.
+    std::string_view valueText(const char* attrName);
     size_t left() const { return static_cast<size_t>(end() - cursor); }
     static void trace(const char* what, std::string_view arg = {});
 
