@@ -1,11 +1,7 @@
-"""The vocabulary that rbz shows its users, read from where it is defined, so
-that the manual page and the bash completion can be held against it:
-
-- the binary's own usage texts (`rbz -h`, `rbz CMD -h`): command words, the
-  options their examples use, the parameter names and the value lists;
-- the status tables in cli/status.cpp;
-- the option words the driver scans for in cli/driver.cpp.
-"""
+# The vocabulary that rbz shows its users, read from where it is defined, so
+# that the manual page and the bash completion can be held against it: the
+# binary's usage texts (`rbz -h`, `rbz CMD -h`), the status tables in
+# cli/status.cpp and the option words the driver scans for in cli/driver.cpp.
 
 import re
 import shlex
@@ -27,9 +23,7 @@ class Usage:
 
 def _usage_text(rbz, *words):
     run = subprocess.run([rbz, *words, "-h"], stdin=subprocess.DEVNULL,
-                         capture_output=True, text=True, timeout=30, check=False)
-    if run.returncode != 0:
-        raise RuntimeError(f"{rbz} {' '.join(words)} -h ended with {run.returncode}: {run.stderr}")
+                         capture_output=True, text=True, timeout=30, check=True)
     return run.stdout.replace("\r", "").splitlines()
 
 
@@ -40,64 +34,47 @@ def _add(table, key, item):
 
 
 def read_usage(rbz):
-    """Everything the usage texts name, by command word."""
+    """Everything the usage texts name, by command word: the options of the
+    examples, their name= parameters and a/b/c value lists, and the
+    parameters each usage describes."""
     usage = Usage()
     for line in _usage_text(rbz):
         if line.startswith("./rbz -i IP -u username "):
             usage.primaries = line.split()[5].split("|")
-    if not usage.primaries:
-        raise RuntimeError("the general usage names no command words")
-
     for primary in usage.primaries:
-        lines = _usage_text(rbz, primary)
-        if not lines or f" {primary} [option] [parameters]" not in lines[0]:
-            raise RuntimeError(f"unexpected usage of {primary}: {lines[:1]}")
-        for line in lines[1:]:
+        for line in _usage_text(rbz, primary)[1:]:
             example = EXAMPLE.match(line)
+            described = DESCRIBED.match(line)
             if example:
                 words = shlex.split(example.group(1))
-                if words[0] != primary:
-                    raise RuntimeError(f"example of {primary} runs {words[0]}: {line!r}")
-                options = words[1].split("/")
-                for option in options:
+                for option in words[1].split("/"):
                     _add(usage.options, primary, option)
                     for word in words[2:]:
                         if "=" in word:
                             _add(usage.parameters, (primary, option), word.split("=", 1)[0])
-                        elif "/" in word and not word.startswith("/"):
-                            # "raid/jbod": the choices; a path or an address is
-                            # only an example value.
+                        elif "/" in word and not word.startswith("/"):   # not a path
                             for value in word.split("/"):
                                 _add(usage.values, (primary, option), value)
-                continue
-            described = DESCRIBED.match(line)
-            if described and described.group(1) not in ("IP", "username", primary):
+            elif described and described.group(1) not in ("IP", "username", primary):
                 for name in described.group(1).split("/"):
                     _add(usage.described, primary, name)
-        if primary not in usage.options:
-            raise RuntimeError(f"the usage of {primary} shows no example")
+    if not usage.primaries or any(p not in usage.options for p in usage.primaries):
+        raise RuntimeError(f"usage texts without commands or examples: {usage}")
     return usage
-
-
-STATUS_TABLE = re.compile(r"^constexpr StatusText (\w+)\[\] = \{")
-STATUS_ENTRY = re.compile(r'^\s*\{(\d+),\s*"([^"]*)"\},?\s*$')
-STATUS_DEFAULT = re.compile(r'^constexpr std::string_view (k\w*Default) = "([^"]*)";')
 
 
 def read_status_texts(src):
     """(table, code, text) of every entry of the status tables in
     cli/status.cpp, and (name, None, text) of their defaults."""
-    texts = []
-    table = None
+    texts, table = [], None
     with open(f"{src}/cli/status.cpp", encoding="utf-8") as source:
         for line in source:
-            start = STATUS_TABLE.match(line)
-            if start:
-                table = start.group(1)
-            entry = STATUS_ENTRY.match(line)
+            start = re.match(r"^constexpr StatusText (\w+)\[\] = \{", line)
+            entry = re.match(r'^\s*\{(\d+),\s*"([^"]*)"\},?\s*$', line)
+            default = re.match(r'^constexpr std::string_view (k\w*Default) = "([^"]*)";', line)
+            table = start.group(1) if start else table
             if entry and table:
                 texts.append((table, int(entry.group(1)), entry.group(2)))
-            default = STATUS_DEFAULT.match(line)
             if default:
                 texts.append((default.group(1), None, default.group(2)))
     if len(texts) < 20:

@@ -1,13 +1,11 @@
-// Helpers for the command-line tests: argument vectors, standard input from a
-// pipe, and captured standard output and error.
+// Helpers for the command-line tests: argument vectors, standard input from
+// a file, and captured standard output and error.
 #pragma once
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <stdio.h>
 #include <unistd.h>
 
-#include <initializer_list>
-#include <iostream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -15,7 +13,6 @@
 // A NULL-terminated argument vector that owns its words.
 class Argv {
 public:
-    Argv(std::initializer_list<std::string> words) : Argv(std::vector<std::string>(words)) {}
     explicit Argv(std::vector<std::string> words) : words_(std::move(words)) {
         for (std::string& w : words_) pointers_.push_back(w.data());
         pointers_.push_back(nullptr);
@@ -30,23 +27,18 @@ private:
     std::vector<char*> pointers_;
 };
 
-// Standard input reads `text` from a pipe, then end of input, until the
-// object is destroyed.
+// Standard input reads `text` (of any length) from a temporary file, then
+// end of input, until the object is destroyed.
 class StdinFrom {
 public:
     explicit StdinFrom(const std::string& text) {
-        // With standard input closed, the pipe could land on descriptor 0.
-        if (fcntl(STDIN_FILENO, F_GETFD) == -1) open("/dev/null", O_RDONLY);
-        int fds[2];
-        if (pipe(fds) != 0) throw std::runtime_error("pipe");
-        // Small texts only: the pipe's buffer holds them without a reader.
-        if (write(fds[1], text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
-            throw std::runtime_error("write");
-        }
-        close(fds[1]);
+        FILE* file = std::tmpfile();
+        if (file == nullptr || std::fwrite(text.data(), 1, text.size(), file) != text.size() || std::fflush(file) != 0)
+            throw std::runtime_error("tmpfile");
+        std::rewind(file);
         saved_ = dup(STDIN_FILENO);
-        dup2(fds[0], STDIN_FILENO);
-        close(fds[0]);
+        dup2(fileno(file), STDIN_FILENO);
+        std::fclose(file);
     }
     StdinFrom(const StdinFrom&) = delete;
     StdinFrom& operator=(const StdinFrom&) = delete;
@@ -58,7 +50,7 @@ public:
     // What the code under test left unread.
     static std::string Rest() {
         std::string rest;
-        char buffer[256];
+        char buffer[4096];
         ssize_t n;
         while ((n = read(STDIN_FILENO, buffer, sizeof buffer)) > 0) rest.append(buffer, n);
         return rest;
@@ -76,11 +68,6 @@ struct Captured {
 // Runs `body` with standard output and error captured.
 template <typename Body>
 Captured Capture(Body&& body) {
-    // Start from the stream's default format, whatever earlier suites in
-    // this binary left on it.
-    std::cout.width(0);
-    std::cout.fill(' ');
-    std::cout.flags(std::ios_base::dec | std::ios_base::skipws);
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
     body();

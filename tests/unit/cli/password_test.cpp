@@ -1,3 +1,6 @@
+// Password entry: one line from a pipe; on a terminal, stars and erasing keys
+// under curses, or the echo switched off where curses cannot start; the
+// terminal's echo back on afterwards.
 #include "cli/password.h"
 
 #include <gtest/gtest.h>
@@ -10,39 +13,24 @@
 #include <chrono>
 #include <cstdlib>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "cli_test_support.h"
 
 namespace {
 
-// --- Standard input that is not a terminal --------------------------------
-
 struct LineCase {
     const char* name;
-    const char* input;
-    const char* first;
-    const char* second;  // what a second read gets
+    std::string input, first, second;   // what the first and a second read get
 };
-
-const LineCase kLineCases[] = {
-    {"lf", "secret\n", "secret", ""},
-    {"crlf", "secret\r\nnext\r\n", "secret", "next"},
-    {"eof_without_newline", "secret", "secret", ""},
-    {"empty_input", "", "", ""},
-    {"empty_line", "\nnext", "", "next"},
-    {"inner_cr_kept", "a\rb\n", "a\rb", ""},
-    {"cr_at_eof_kept", "ab\r", "ab\r", ""},
-    {"only_one_cr_dropped", "ab\r\r\n", "ab\r", ""},
-    {"blanks_kept", " a b \n", " a b ", ""},
-};
-
 void PrintTo(const LineCase& c, std::ostream* os) { *os << c.name; }
 
 class LineInput : public testing::TestWithParam<LineCase> {};
 
 TEST_P(LineInput, ReadsOneLineWithoutPrompt) {
     const LineCase& c = GetParam();
-    StdinFrom input(std::string(c.input));
+    StdinFrom input(c.input);
     std::string first, second;
     const Captured out = Capture([&] {
         first = getmypasswd("Enter ESXi Server PassWord: ");
@@ -50,30 +38,23 @@ TEST_P(LineInput, ReadsOneLineWithoutPrompt) {
     });
     EXPECT_EQ(first, c.first);
     EXPECT_EQ(second, c.second);
-    EXPECT_EQ(out.out, "");
-    EXPECT_EQ(out.err, "");
+    EXPECT_EQ(out.out + out.err, "");
 }
 
-INSTANTIATE_TEST_SUITE_P(Pipe, LineInput, testing::ValuesIn(kLineCases),
-                         [](const testing::TestParamInfo<LineCase>& info) {
-                             return std::string(info.param.name);
-                         });
+const std::string kBinary = std::string(5000, 'x').replace(10, 1, 1, '\0').replace(20, 1, 1, '\xff');
 
-TEST(LineInputBinary, KeepsEveryByteOfALongLine) {
-    std::string text(5000, 'x');
-    text[10] = '\0';
-    text[20] = '\xff';
-    StdinFrom input(text + "\n");
-    EXPECT_EQ(getmypasswd("p"), text);
-}
-
-// --- A terminal -------------------------------------------------------------
+INSTANTIATE_TEST_SUITE_P(Pipe, LineInput, testing::Values(
+    LineCase{"lf", "secret\n", "secret", ""}, LineCase{"crlf", "secret\r\nnext\r\n", "secret", "next"},
+    LineCase{"eof_without_newline", "secret", "secret", ""}, LineCase{"empty_input", "", "", ""},
+    LineCase{"empty_line", "\nnext", "", "next"}, LineCase{"inner_cr_kept", "a\rb\n", "a\rb", ""},
+    LineCase{"cr_at_eof_kept", "ab\r", "ab\r", ""}, LineCase{"only_one_cr_dropped", "ab\r\r\n", "ab\r", ""},
+    LineCase{"blanks_kept", " a b \n", " a b ", ""}, LineCase{"long_binary_line", kBinary + "\n", kBinary, ""}),
+    [](const testing::TestParamInfo<LineCase>& info) { return std::string(info.param.name); });
 
 struct TerminalRun {
-    std::string password;
-    std::string screen;  // everything the terminal received
+    std::string passwords;   // the reads' results, each followed by "|"
+    std::string screen;      // everything the terminal received
     bool echoAfter = false;
-    int status = -1;
 };
 
 bool ReadSome(int fd, std::string& into, int timeoutMs) {
@@ -81,15 +62,14 @@ bool ReadSome(int fd, std::string& into, int timeoutMs) {
     if (poll(&p, 1, timeoutMs) <= 0) return true;
     char buffer[512];
     const ssize_t n = read(fd, buffer, sizeof buffer);
-    if (n <= 0) return false;  // EIO: the child side has closed
+    if (n <= 0) return false;   // EIO: the child side has closed
     into.append(buffer, static_cast<std::size_t>(n));
     return true;
 }
 
-// Calls getmypasswd in a child whose standard input and output are a fresh
-// pseudo-terminal, types `keys` once the prompt is on screen, and collects
-// the screen and the result.
-TerminalRun TypeOnTerminal(const char* term, const std::string& prompt, const std::string& keys) {
+// Reads one password per prompt in a child whose standard input and output
+// are a fresh pseudo-terminal, typing each prompt's keys once it is on screen.
+TerminalRun TypeOnTerminal(const char* term, const std::vector<std::pair<std::string, std::string>>& prompts) {
     int results[2];
     if (pipe(results) != 0) throw std::runtime_error("pipe");
     winsize size{24, 80, 0, 0};
@@ -97,175 +77,100 @@ TerminalRun TypeOnTerminal(const char* term, const std::string& prompt, const st
     const pid_t pid = forkpty(&master, nullptr, nullptr, &size);
     if (pid < 0) throw std::runtime_error("forkpty");
     if (pid == 0) {
-        close(results[0]);
         if (term != nullptr) setenv("TERM", term, 1);
         else unsetenv("TERM");
-        const std::string password = getmypasswd(prompt);
+        std::string all;
+        for (const auto& p : prompts) all += getmypasswd(p.first) + "|";
         termios mode{};
-        const char echo = tcgetattr(STDIN_FILENO, &mode) == 0 && (mode.c_lflag & ECHO) ? '1' : '0';
-        if (write(results[1], &echo, 1) != 1) _exit(2);
-        if (write(results[1], password.data(), password.size()) < 0) _exit(2);
-        _exit(0);
+        all.insert(0, 1, tcgetattr(STDIN_FILENO, &mode) == 0 && (mode.c_lflag & ECHO) ? '1' : '0');
+        _exit(write(results[1], all.data(), all.size()) == static_cast<ssize_t>(all.size()) ? 0 : 2);
     }
     close(results[1]);
-
     TerminalRun run;
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (run.screen.find(prompt) == std::string::npos &&
-           std::chrono::steady_clock::now() < deadline) {
-        if (!ReadSome(master, run.screen, 50)) break;
-    }
-    if (write(master, keys.data(), keys.size()) != static_cast<ssize_t>(keys.size())) {
-        ADD_FAILURE() << "typing failed";
-    }
     bool open = true;
-    while (std::chrono::steady_clock::now() < deadline) {
-        if (open) open = ReadSome(master, run.screen, 50);
-        else poll(nullptr, 0, 10);
-        int status = 0;
-        if (waitpid(pid, &status, WNOHANG) == pid) {
-            run.status = status;
-            while (open && run.screen.size() < (1u << 20)) open = ReadSome(master, run.screen, 0);
+    for (const auto& p : prompts) {
+        while (open && run.screen.find(p.first) == std::string::npos && std::chrono::steady_clock::now() < deadline)
+            open = ReadSome(master, run.screen, 50);
+        EXPECT_EQ(write(master, p.second.data(), p.second.size()), static_cast<ssize_t>(p.second.size()));
+    }
+    int status = -1;
+    while (waitpid(pid, &status, WNOHANG) != pid) {
+        if (std::chrono::steady_clock::now() > deadline) {
+            kill(pid, SIGKILL);
+            waitpid(pid, &status, 0);
+            ADD_FAILURE() << "password entry did not end; screen: " << run.screen;
             break;
         }
+        if (open) open = ReadSome(master, run.screen, 50);
+        else poll(nullptr, 0, 10);
     }
-    if (run.status == -1) {
-        kill(pid, SIGKILL);
-        waitpid(pid, &run.status, 0);
-        ADD_FAILURE() << "password entry did not end; screen: " << run.screen;
-    }
+    while (open && run.screen.size() < (1u << 20)) open = ReadSome(master, run.screen, 0);
     close(master);
-
-    std::string reply;
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
     char buffer[256];
     ssize_t n;
-    while ((n = read(results[0], buffer, sizeof buffer)) > 0) reply.append(buffer, n);
+    while ((n = read(results[0], buffer, sizeof buffer)) > 0) run.passwords.append(buffer, n);
     close(results[0]);
-    if (!reply.empty()) {
-        run.echoAfter = reply[0] == '1';
-        run.password = reply.substr(1);
+    if (!run.passwords.empty()) {
+        run.echoAfter = run.passwords[0] == '1';
+        run.passwords.erase(0, 1);
     }
     return run;
 }
 
 std::size_t Count(const std::string& text, const std::string& piece) {
     std::size_t count = 0;
-    for (std::size_t at = text.find(piece); at != std::string::npos; at = text.find(piece, at + 1)) {
-        ++count;
-    }
+    for (std::size_t at = text.find(piece); at != std::string::npos; at = text.find(piece, at + 1)) ++count;
     return count;
 }
 
 struct KeyCase {
     const char* name;
-    const char* keys;  // as an xterm sends them
+    const char* term;   // null: TERM unset
+    const char* keys;   // as an xterm sends them
     const char* password;
-    std::size_t stars;
-    std::size_t erasures;
+    std::size_t stars, erasures;
 };
-
-// xterm: backspace sends DEL (kbs), left arrow ESC O D (kcub1, keypad mode),
-// delete ESC [ 3 ~ (kdch1), keypad Enter ESC O M (kent).
-const KeyCase kKeyCases[] = {
-    {"plain", "qzX9\r", "qzX9", 4, 0},
-    {"line_feed_ends", "qz\n", "qz", 2, 0},
-    {"keypad_enter_ends", "qz\033OM", "qz", 2, 0},
-    {"enter_at_once", "\r", "", 0, 0},
-    {"backspace_key", "qzy\177w\r", "qzw", 4, 1},
-    {"control_h", "qzy\bw\r", "qzw", 4, 1},
-    {"left_arrow", "qzy\033ODw\r", "qzw", 4, 1},
-    {"delete_key", "qzy\033[3~w\r", "qzw", 4, 1},
-    {"erase_on_empty_does_nothing", "\177\b\033ODqz\r", "qz", 2, 0},
-    {"erase_everything", "qz\177\177\177\r", "", 2, 2},
-    {"control_character_kept", "q\001z\r", "q\001z", 3, 0},
-    {"function_key_low_byte", "q\033OPz\r", "q\x09z", 3, 0},  // KEY_F(1) is 0411
-};
-
 void PrintTo(const KeyCase& c, std::ostream* os) { *os << c.name; }
 
 class TerminalInput : public testing::TestWithParam<KeyCase> {};
 
-TEST_P(TerminalInput, EchoesStarsAndErases) {
+TEST_P(TerminalInput, NeverEchoesTheKeys) {
     const KeyCase& c = GetParam();
-    const TerminalRun run = TypeOnTerminal("xterm", "Enter ESXi Server PassWord: ", c.keys);
-    ASSERT_TRUE(WIFEXITED(run.status) && WEXITSTATUS(run.status) == 0) << run.status;
-    EXPECT_EQ(run.password, c.password);
-    const std::string afterPrompt = run.screen.substr(run.screen.find("PassWord: "));
+    const TerminalRun run = TypeOnTerminal(c.term, {{"Enter ESXi Server PassWord: ", c.keys}});
+    EXPECT_EQ(run.passwords, std::string(c.password) + "|");
+    const std::size_t prompt = run.screen.find("PassWord: ");
+    ASSERT_NE(prompt, std::string::npos) << run.screen;
+    const std::string afterPrompt = run.screen.substr(prompt);
     EXPECT_EQ(Count(afterPrompt, "*"), c.stars);
     EXPECT_EQ(Count(afterPrompt, "\b \b"), c.erasures);
     EXPECT_EQ(afterPrompt.find("qz"), std::string::npos) << "typed text was echoed";
     EXPECT_TRUE(run.echoAfter) << "terminal left without echo";
 }
 
-INSTANTIATE_TEST_SUITE_P(Curses, TerminalInput, testing::ValuesIn(kKeyCases),
-                         [](const testing::TestParamInfo<KeyCase>& info) {
-                             return std::string(info.param.name);
-                         });
+// xterm: backspace sends DEL (kbs), left arrow ESC O D (kcub1, keypad mode),
+// delete ESC [ 3 ~ (kdch1), keypad Enter ESC O M (kent). A terminal type
+// curses does not know, or none, falls back to a line read without echo.
+INSTANTIATE_TEST_SUITE_P(Keys, TerminalInput, testing::Values(
+    KeyCase{"plain", "xterm", "qzX9\r", "qzX9", 4, 0}, KeyCase{"line_feed_ends", "xterm", "qz\n", "qz", 2, 0},
+    KeyCase{"keypad_enter_ends", "xterm", "qz\033OM", "qz", 2, 0}, KeyCase{"enter_at_once", "xterm", "\r", "", 0, 0},
+    KeyCase{"backspace_key", "xterm", "qzy\177w\r", "qzw", 4, 1}, KeyCase{"control_h", "xterm", "qzy\bw\r", "qzw", 4, 1},
+    KeyCase{"left_arrow", "xterm", "qzy\033ODw\r", "qzw", 4, 1},
+    KeyCase{"delete_key", "xterm", "qzy\033[3~w\r", "qzw", 4, 1},
+    KeyCase{"erase_on_empty_does_nothing", "xterm", "\177\b\033ODqz\r", "qz", 2, 0},
+    KeyCase{"erase_everything", "xterm", "qz\177\177\177\r", "", 2, 2},
+    KeyCase{"control_character_kept", "xterm", "q\001z\r", "q\001z", 3, 0},
+    KeyCase{"function_key_low_byte", "xterm", "q\033OPz\r", "q\x09z", 3, 0},   // KEY_F(1) is 0411
+    KeyCase{"unknown_terminal_type", "rbz-no-such-terminal", "qzs3cr\r", "qzs3cr", 0, 0},
+    KeyCase{"term_unset", nullptr, "qzs3cr\r", "qzs3cr", 0, 0}),
+    [](const testing::TestParamInfo<KeyCase>& info) { return std::string(info.param.name); });
 
+// Each read opens and closes its own curses session.
 TEST(TerminalInputSessions, TwoPromptsInOneProcess) {
-    // Each read opens and closes its own session.
-    int results[2];
-    ASSERT_EQ(pipe(results), 0);
-    winsize size{24, 80, 0, 0};
-    int master = -1;
-    const pid_t pid = forkpty(&master, nullptr, nullptr, &size);
-    ASSERT_GE(pid, 0);
-    if (pid == 0) {
-        setenv("TERM", "xterm", 1);
-        const std::string a = getmypasswd("First:");
-        const std::string b = getmypasswd("Second:");
-        const std::string both = a + "|" + b;
-        if (write(results[1], both.data(), both.size()) < 0) _exit(2);
-        _exit(0);
-    }
-    close(results[1]);
-    std::string screen;
-    for (const char* step : {"First:", "Second:"}) {
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-        while (screen.find(step) == std::string::npos && std::chrono::steady_clock::now() < deadline) {
-            if (!ReadSome(master, screen, 50)) break;
-        }
-        ASSERT_NE(screen.find(step), std::string::npos) << screen;
-        const std::string keys = std::string(step) == "First:" ? "qz1\r" : "qz2\r";
-        ASSERT_EQ(write(master, keys.data(), keys.size()), 4);
-    }
-    int status = 0;
-    bool open = true;
-    while (waitpid(pid, &status, WNOHANG) == 0) {
-        if (open) open = ReadSome(master, screen, 50);
-        else poll(nullptr, 0, 10);
-    }
-    close(master);
-    char buffer[64];
-    const ssize_t n = read(results[0], buffer, sizeof buffer);
-    close(results[0]);
-    ASSERT_GT(n, 0);
-    EXPECT_EQ(std::string(buffer, static_cast<std::size_t>(n)), "qz1|qz2");
+    const TerminalRun run = TypeOnTerminal("xterm", {{"First:", "qz1\r"}, {"Second:", "qz2\r"}});
+    EXPECT_EQ(run.passwords, "qz1|qz2|");
+    EXPECT_TRUE(run.echoAfter);
 }
-
-struct FallbackCase {
-    const char* name;
-    const char* term;  // null: TERM unset
-};
-
-void PrintTo(const FallbackCase& c, std::ostream* os) { *os << c.name; }
-
-class UnknownTerminal : public testing::TestWithParam<FallbackCase> {};
-
-TEST_P(UnknownTerminal, ReadsTheLineWithoutEcho) {
-    const TerminalRun run = TypeOnTerminal(GetParam().term, "Enter ESXi Server PassWord: ", "qzs3cr\r");
-    ASSERT_TRUE(WIFEXITED(run.status) && WEXITSTATUS(run.status) == 0) << run.status;
-    EXPECT_EQ(run.password, "qzs3cr");
-    EXPECT_NE(run.screen.find("Enter ESXi Server PassWord: "), std::string::npos);
-    EXPECT_EQ(run.screen.find("qzs3cr"), std::string::npos) << "typed text was echoed";
-    EXPECT_TRUE(run.echoAfter) << "echo not restored";
-}
-
-INSTANTIATE_TEST_SUITE_P(Fallback, UnknownTerminal,
-                         testing::Values(FallbackCase{"no_such_type", "rbz-no-such-terminal"},
-                                         FallbackCase{"term_unset", nullptr}),
-                         [](const testing::TestParamInfo<FallbackCase>& info) {
-                             return std::string(info.param.name);
-                         });
 
 }  // namespace
