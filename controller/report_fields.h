@@ -7,10 +7,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <ostream>
-#include <streambuf>
 #include <string>
 #include <string_view>
-#include <vector>
 
 class InstanceXml;
 class NamedInstanceXml;
@@ -99,62 +97,6 @@ void PrintHeading(std::ostream& os, const Column (&columns)[N]) {
 // Every report starts from the same stream state: decimal, left-aligned,
 // six significant digits.
 void ResetStream(std::ostream& os);
-
-// A stream whose text is kept, in blocks of its own (never moved or copied
-// as it grows), until writeTo() hands all of it to its target: a report
-// written while its reply is still being read stays unseen until that reply
-// has been read to its end. Standard output is also kept in step with C
-// stdio, so every insertion into std::cout, and every blank that pads a
-// field, would be a call into stdio of its own; the rows of a table are
-// formatted here instead. The stream starts from the target's format state,
-// and the target takes over the state it ended in (flags, precision, fill,
-// width).
-class HeldOutput {
-public:
-    explicit HeldOutput(std::ostream& target);
-    HeldOutput(const HeldOutput&) = delete;
-    HeldOutput& operator=(const HeldOutput&) = delete;
-
-    std::ostream& stream() { return out; }
-    // Writes what was kept so far and forgets it.
-    void writeTo(std::ostream& target);
-
-private:
-    // The first blocks are small; once a report has filled those, the
-    // blocks are large pages of their own, each had with one page fault
-    // instead of five hundred.
-    class Blocks : public std::streambuf {
-    public:
-        Blocks() = default;
-        Blocks(const Blocks&) = delete;
-        Blocks& operator=(const Blocks&) = delete;
-        ~Blocks() override;
-        void writeTo(std::ostream& target);
-
-    protected:
-        int_type overflow(int_type c) override;
-        // The cells of a row are short: copied without a call when the
-        // block has room.
-        std::streamsize xsputn(const char* s, std::streamsize n) override;
-
-    private:
-        struct Block {
-            char* data;
-            size_t size;
-        };
-        static constexpr size_t smallSize = 64 * 1024;
-        static constexpr size_t smallCount = 16;
-        static constexpr size_t largeSize = size_t{2} << 20;
-        static Block make(size_t size);
-        static void drop(const Block& block);
-        void dropAll();
-        std::vector<Block> full;   // all written
-        Block current{};           // the put area
-    };
-
-    Blocks blocks;
-    std::ostream out;
-};
 
 // The text the reports search. A table report renders the instance name
 // (quote ":"), a line end and the instance; an inquiry the path's quoted form,

@@ -219,28 +219,27 @@ const ListLayout kRaidSetInfoReport = {"RAID Set(s) Information:", kRaidSetColum
                                        kRaidSetRow, std::size(kRaidSetRow)};
 
 ListReport::ListReport(const ListLayout& layout, std::string& work, std::ostream& target)
-    : layout(layout), work(work), target(target), held(target) {
-    std::ostream& os = held.stream();
-    ResetStream(os);
+    : layout(layout), work(work), target(target) {
+    held.copyfmt(target);
+    ResetStream(held);
     if (layout.columns) {
-        PrintTitle(os, layout.title);
-        PrintHeading(os, layout.columns, layout.columnCount);
+        PrintTitle(held, layout.title);
+        PrintHeading(held, layout.columns, layout.columnCount);
     } else {
-        os << dashline << '\n';
-        for (std::string_view line : kVendor) os << line << '\n';
-        PrintTitle(os, layout.title);
+        held << dashline << '\n';
+        for (std::string_view line : kVendor) held << line << '\n';
+        PrintTitle(held, layout.title);
     }
 }
 
 void ListReport::take(NamedInstanceXml& item) {
     if (failure) return;
     try {
-        std::ostream& os = held.stream();
         RenderNamedInstance(work, item);
         if (!layout.columns)
-            PrintFields(os, work, layout.fields, layout.fieldCount, 0);
-        else if (PrintFields(os, work, layout.fields, layout.fieldCount, records))
-            os << '\n';
+            PrintFields(held, work, layout.fields, layout.fieldCount, 0);
+        else if (PrintFields(held, work, layout.fields, layout.fieldCount, records))
+            held << '\n';
         ++records;
     } catch (...) {
         failure = std::current_exception();
@@ -248,8 +247,9 @@ void ListReport::take(NamedInstanceXml& item) {
 }
 
 void ListReport::print() {
-    if (!failure) held.stream() << dashline << '\n';
-    held.writeTo(target);
+    if (!failure) held << dashline << '\n';
+    target << held.rdbuf();   // never empty: the title is always there
+    target.copyfmt(held);
     if (failure) std::rethrow_exception(failure);
 }
 

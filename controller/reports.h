@@ -6,6 +6,7 @@
 
 #include <exception>
 #include <iostream>
+#include <sstream>
 #include <string>
 
 #include "controller/report_fields.h"
@@ -23,22 +24,24 @@ extern const ListLayout kSystemInfoReport, kEventInfoReport, kDiskInfoReport, kV
 
 // A list report fed one instance at a time, so it can take an enumeration's
 // instances while the reply is read (a NamedInstanceSink) and none has to be
-// kept. What it writes is held until print(). A failure to report an
-// instance is held as well, and thrown by print() after the records before
-// it: a reply that turns out to be broken further on shows its own error,
-// and nothing of the report, as when the reply is read first.
+// kept. What it writes is held in a string stream until print(). A failure
+// to report an instance is held as well, and thrown by print() after the
+// records before it: a reply that turns out to be broken further on shows
+// its own error, and nothing of the report, as when the reply is read first.
+// The held stream starts from the target's format state, and the target
+// takes over the state the report leaves, as if written to directly.
 class ListReport final : public NamedInstanceSink {
 public:
     ListReport(const ListLayout& layout, std::string& work, std::ostream& target = std::cout);
     void take(NamedInstanceXml& item) override;
-    // Writes the report to the target.
+    // Writes the report to the target, at once.
     void print();
 
 private:
     const ListLayout& layout;
     std::string& work;
     std::ostream& target;
-    HeldOutput held;
+    std::stringstream held;   // read back by print()
     size_t records = 0;
     std::exception_ptr failure;
 };

@@ -1,117 +1,111 @@
-// Cutting values out of an instance's text form by key.
+// The rules of the report fields: one row per rule, a rendering in and the
+// printed text out.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "controller/report_fields.h"
 
 namespace {
 
-TEST(CutString, TakesTheTextBetweenTheFirstTwoQuotes) {
-    EXPECT_EQ(CutString("-A=\"x y\"\n-B=\"z\"\n", "-A="), "x y");
-    EXPECT_EQ(CutString("-A=\"\"\n", "-A="), "");
-}
-
-TEST(CutString, KeyIncludesDashAndEquals) {
-    const std::string text = "-SlotNumber=5\n-Slot=\"7\"\n";
-    EXPECT_EQ(CutString(text, "-Slot="), "7");
-}
-
-TEST(CutString, UnquotedValueTakesTheNextQuotedText) {
-    // The scan counts quotes from the key on, wherever they stand.
-    EXPECT_EQ(CutString("-A=\n-B=\"z\"\n", "-A="), "z");
-}
-
-TEST(CutString, NoEscapesAreUndone) {
-    EXPECT_EQ(CutString("-A=\"a\\\\b\"\n", "-A="), "a\\\\b");
-}
-
-TEST(CutString, AbsentKeyOrOpenQuoteIsOutOfRange) {
-    EXPECT_THROW(CutString("-A=\"x\"\n", "-B="), std::out_of_range);
-    EXPECT_THROW(CutString("-A=\"x\n", "-A="), std::out_of_range);
-    EXPECT_THROW(CutString("-A=\n", "-A="), std::out_of_range);
-}
-
-struct NumberCase {
-    const char* text;
-    uint64_t value;
+struct FieldCase {
+    const char* name;
+    std::vector<Field> fields;
+    std::string text;      // the rendering the values are cut from
+    std::string printed;
+    bool completes = true;   // false: a guard ended the record
+    size_t index = 0;
 };
 
-class CutNumberCase : public ::testing::TestWithParam<NumberCase> {};
+class Fields : public ::testing::TestWithParam<FieldCase> {};
 
-TEST_P(CutNumberCase, AccumulatesDigitsUpToTheLineEnd) {
-    EXPECT_EQ(CutNumber(GetParam().text, "-N="), GetParam().value) << GetParam().text;
+TEST_P(Fields, Print) {
+    const FieldCase& c = GetParam();
+    std::ostringstream os;
+    ResetStream(os);
+    EXPECT_EQ(PrintFields(os, c.text, c.fields.data(), c.fields.size(), c.index), c.completes);
+    EXPECT_EQ(os.str(), c.printed);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Numbers, CutNumberCase,
-    ::testing::Values(NumberCase{"-N=42\n", 42}, NumberCase{"-N=\n", 0},
-                      // Every other character is skipped, not a terminator.
-                      NumberCase{"-N=-5\n", 5}, NumberCase{"-N=1.5\n", 15}, NumberCase{"-N=\"12\"x3\n", 123},
-                      NumberCase{"-N=1 000\n-M=7\n", 1000},
-                      // Any control character ends the number.
-                      NumberCase{"-N=12\t34\n", 12}, NumberCase{"-N=12\r\n", 12},
-                      // Wrapping at 2^64.
-                      NumberCase{"-N=18446744073709551615\n", UINT64_MAX},
-                      NumberCase{"-N=18446744073709551616\n", 0}));
+const Field kText = Cell("-T=", 0, Cut::Text);
+const Field kUsage = Cell("-Usage=", 0, Cut::Text, Form::UsageOr, "-R=");
+const Field kState = Cell("-S=", 0, Cut::Text, Form::StateProgress, "-P=");
+const Field kBlank = Cell("-C=", 0, Cut::Bytes, Form::BytesBlank);
+const Field kUnit8 = Cell("-C=", 8, Cut::Bytes, Form::BytesField);
 
-TEST(CutNumber, NoLineEndOrNoKeyIsOutOfRange) {
+FieldCase Num(const char* name, Cut cut, Form form, const char* value, const char* printed) {
+    return {name, {Cell("-N=", 0, cut, form)}, std::string("-N=") + value + "\n", printed};
+}
+FieldCase Bytes(const char* name, const Field& f, const char* value, const char* printed) {
+    return {name, {f}, std::string("-C=") + value + "\n", printed};
+}
+
+const FieldCase kFieldCases[] = {
+    // Text: between the first two quotes after the key, nothing undone.
+    {"TextPaddedToTheWidth", {Cell("-T=", 8, Cut::Text)}, "-T=\"x y\"\n-U=\"z\"\n", "x y     "},
+    {"TextWiderThanTheWidthWhole", {Cell("-T=", 2, Cut::Text)}, "-T=\"abcd\"\n", "abcd"},
+    {"KeyIncludesDashAndEquals", {Cell("-Slot=", 0, Cut::Text)}, "-SlotNumber=5\n-Slot=\"7\"\n", "7"},
+    {"UnquotedValueTakesTheNextQuoted", {kText}, "-T=\n-B=\"z\"\n", "z"},
+    {"NoEscapesUndone", {kText}, "-T=\"a\\\\b\"\n", "a\\\\b"},
+    // Numbers: the digits up to the first control character, others skipped.
+    {"NumberPaddedToTheWidth", {Cell("-N=", 6, Cut::UInt32)}, "-N=42\n", "42    "},
+    Num("DigitsUpToTheLineEnd", Cut::UInt64, Form::Value, "\"1-2\"x3\t4", "123"),
+    Num("Int32WrapsSigned", Cut::Int32, Form::Value, "2147483648", "-2147483648"),
+    Num("UInt32Wraps", Cut::UInt32, Form::Value, "4294967297", "1"),
+    Num("UInt64WrapsAt2To64", Cut::UInt64, Form::Value, "18446744073709551616", "0"),
+    {"IndexCountsFromOne", {Cell({}, 4, Cut::UInt32, Form::Index)}, "", "42  ", true, 41},
+    Num("PlusOne", Cut::UInt64, Form::PlusOne, "7", "8"),
+    Num("PlusOneWrapsIn32Bits", Cut::UInt32, Form::PlusOne, "4294967295", "0"),
+    Num("NaIf255", Cut::UInt64, Form::NaIf255, "255", "N.A."),
+    Num("RaidSet255", Cut::UInt32, Form::NaIf255ElsePlusOne, "255", "N.A."),
+    Num("RaidSet0", Cut::UInt32, Form::NaIf255ElsePlusOne, "0", "1"),
+    Num("Hex26", Cut::UInt64, Form::Hex, "26", "0X1A"),
+    Num("HexZero", Cut::UInt64, Form::Hex, "0", "0"),
+    // Decimal units above strict limits: six significant digits and a blank,
+    // or four and the unit padded.
+    Bytes("Blank999", kBlank, "999", "999 B"),
+    Bytes("Blank1001", kBlank, "1001", "1.001 KB"),
+    Bytes("Blank1234567", kBlank, "1234567", "1.23457 MB"),
+    Bytes("Blank10To9", kBlank, "1000000000", "1000 MB"),
+    Bytes("Blank2TB", kBlank, "2000398934016", "2000.4 GB"),
+    Bytes("BlankBeyond64Bits", kBlank, "99999999999999999999", "1e+11 GB"),
+    Bytes("Unit999", kUnit8, "999", "999B       "),
+    Bytes("Unit1001", kUnit8, "1001", "1.001KB      "),
+    Bytes("Unit2TB", kUnit8, "2000398934016", "2000GB      "),
+    // Usage: the text, else the extended usage unless the number is 255.
+    {"UsageText", {kUsage}, "-Usage=\"Free\"\n-R=3\n-UsageExt=\"x\"\n", "Free"},
+    {"EmptyUsageShowsExt", {kUsage}, "-Usage=\"\"\n-R=3\n-UsageExt=\"x\"\n", "x"},
+    {"EmptyUsageAt255", {kUsage}, "-Usage=\"\"\n-R=255\n-UsageExt=\"x\"\n", ""},
+    // Progress in tenths of a per cent, for two states spelt exactly.
+    {"Rebuilding", {kState}, "-S=\"Rebuilding\"\n-P=453\n", "Rebuilding(45.3%)"},
+    {"Initializing", {kState}, "-S=\"Initializing\"\n-P=5\n", "Initializing(0.5%)"},
+    {"OtherStateReadsNoProgress", {kState}, "-S=\"Normal\"\n", "Normal"},
+    {"StateSpeltOtherwise", {kState}, "-S=\"rebuilding\"\n-P=453\n", "rebuilding"},
+    {"Line", {Line("-N=", "Size:", 2, Cut::Int32, Form::Value, "MB")}, "-N=1024\n", "Size:\t\t1024MB\n"},
+    // Guards end the record, with their message if they have one.
+    {"GuardOnText", {Guard("-U=", Cut::Text, "Gone"), kText}, "-U=\"Gone\"\n-T=\"t\"\n", "", false},
+    {"GuardMessage", {Guard("-U=", Cut::Text, "Gone", "None"), kText}, "-U=\"Gone\"\n", "None\n", false},
+    {"GuardPasses", {Guard("-U=", Cut::Text, "Gone", "None"), kText}, "-U=\"Here\"\n-T=\"t\"\n", "t"},
+    {"GuardOnZeroIn32Bits", {Guard("-N=", Cut::UInt32), kText}, "-N=4294967296\n-T=\"t\"\n", "", false},
+    {"GuardOnZeroPasses", {Guard("-N=", Cut::UInt32), kText}, "-N=1\n-T=\"t\"\n", "t"},
+};
+
+INSTANTIATE_TEST_SUITE_P(Rules, Fields, ::testing::ValuesIn(kFieldCases),
+                         [](const ::testing::TestParamInfo<FieldCase>& info) { return info.param.name; });
+
+TEST(Cuts, AbsentKeyOrValueRunningOffTheEndIsOutOfRange) {
+    EXPECT_THROW(CutString("-A=\"x\"\n", "-B="), std::out_of_range);
+    EXPECT_THROW(CutString("-A=\"x\n", "-A="), std::out_of_range);
     EXPECT_THROW(CutNumber("-N=12", "-N="), std::out_of_range);
-    EXPECT_THROW(CutNumber("-M=12\n", "-N="), std::out_of_range);
-}
-
-TEST(CutBytes, AccumulatesIntoADouble) {
-    EXPECT_DOUBLE_EQ(CutBytes("-C=2000398934016\n", "-C="), 2000398934016.0);
-    EXPECT_DOUBLE_EQ(CutBytes("-C=99999999999999999999\n", "-C="), 1e20);
     EXPECT_THROW(CutBytes("-C=1", "-C="), std::out_of_range);
+    // A failed cut leaves no width pending for whatever is printed next.
+    std::ostringstream os;
+    const Field cell[] = {Cell("-N=", 9, Cut::UInt32)};
+    EXPECT_THROW(PrintFields(os, "-M=1\n", cell), std::out_of_range);
+    EXPECT_EQ(os.width(), 0);
 }
-
-}  // namespace
-
-namespace {
-
-// Bytes that tell their place: a block written twice, left out or cut short
-// shows.
-std::string Pattern(size_t size) {
-    std::string bytes(size, '\0');
-    for (size_t i = 0; i < size; ++i) bytes[i] = static_cast<char>('a' + (i * 7 + i / 251) % 26);
-    return bytes;
-}
-
-// Reports of these sizes end in the first block, on a block's edge, in the
-// last small block, in the first large one, and after several large ones.
-class HeldSizes : public ::testing::TestWithParam<size_t> {};
-
-TEST_P(HeldSizes, EveryByteIsHeldUntilWrittenThenForgotten) {
-    const size_t size = GetParam();
-    const std::string bytes = Pattern(size);
-    std::ostringstream target;
-    HeldOutput held(target);
-    // Pieces of changing size, single characters among them.
-    for (size_t at = 0, piece = 1; at < size; at += piece, piece = piece * 3 % 70001 + 1) {
-        piece = std::min(piece, size - at);
-        if (piece == 1)
-            held.stream().put(bytes[at]);
-        else
-            held.stream().write(bytes.data() + at, static_cast<std::streamsize>(piece));
-    }
-    EXPECT_TRUE(target.str().empty());
-    held.writeTo(target);
-    EXPECT_TRUE(target.str() == bytes) << size << " bytes in, " << target.str().size() << " out";
-    held.writeTo(target);
-    EXPECT_EQ(target.str().size(), size);
-    // Held again from the start.
-    held.stream() << "after";
-    held.writeTo(target);
-    EXPECT_EQ(target.str().substr(size), "after");
-}
-
-INSTANTIATE_TEST_SUITE_P(Blocks, HeldSizes,
-                         ::testing::Values(size_t{0}, size_t{1}, size_t{64} << 10, (size_t{64} << 10) + 1,
-                                           size_t{1} << 20, (size_t{1} << 20) + (size_t{64} << 10) + 5,
-                                           (size_t{7} << 20) + 3));
 
 }  // namespace
