@@ -49,7 +49,7 @@ ParameterXml::ParameterXml(XmlBuffer& xb) {
     const ParameterForm* form = xmlsteps::openForm(xb, parameterForms);
     if (!form) throw ParseException("Expecting PARAMETER element xx");
     const XmlElement& table = elm[form->kind - 1];
-    XmlAttr attr(table.attrs.size());
+    XmlAttr attr;
     if (!xb.attrsOk(table, attr, form->tag.data())) throw ParseException("Bad PARAMETER attributes");
     kind = form->kind;
     for (size_t i = 0; i < form->count; ++i) this->*(form->fields[i]) = std::move(attr.attr[i]);
@@ -86,7 +86,7 @@ void ParameterXml::toStringBuffer(std::string& buf, const char* q) const {
 const XmlElement MethodXml::elm{"NAME", "TYPE", "CLASSORIGIN", "PROPAGATED"};
 
 MethodXml::MethodXml(XmlBuffer& xb) {
-    XmlAttr attr(elm.attrs.size());
+    XmlAttr attr;
     open(xb, "METHOD", elm, attr, "Expecting METHOD element", "Bad METHOD attributes");
     name = std::move(attr.attr[0]);
     type = std::move(attr.attr[1]);
@@ -109,7 +109,7 @@ MethodXml::MethodXml(XmlBuffer& xb) {
 const XmlElement ClassXml::elm{"NAME", "SUPERCLASS"};
 
 ClassXml::ClassXml(XmlBuffer& xb) : RetValXml(TypeClass) {
-    XmlAttr attr(elm.attrs.size());
+    XmlAttr attr;
     open(xb, "CLASS", elm, attr, "Expecting CLASS element", "Bad CLASS attributes");
     name = std::move(attr.attr[0]);
     superclass = std::move(attr.attr[1]);
@@ -156,7 +156,7 @@ int ClassXml::keysOk(const ArrayXml<PropertyXml>& pathKeys) const {
 const XmlElement ParamvalueXml::elm{"NAME", "PARAMTYPE", "EmbeddedObject"};
 
 ParamvalueXml::ParamvalueXml(XmlBuffer& xb) : RetValXml(TypeParamvalue) {
-    XmlAttr attr(elm.attrs.size());
+    XmlAttr attr;
     open(xb, "PARAMVALUE", elm, attr, "Expecting PARAMVALUE tag", "Bad PARAMVALUE attributes");
     name = std::move(attr.attr[0]);
     paramType = std::move(attr.attr[1]);
@@ -194,7 +194,7 @@ void ParamvalueXml::toStringBuffer(std::string& buf, const char* q) const {
 const XmlElement ClassNameXml::elm{"NAME"};
 
 ClassNameXml::ClassNameXml(XmlBuffer& xb) : RetValXml(TypeClassName) {
-    XmlAttr attr(elm.attrs.size());
+    XmlAttr attr;
     open(xb, "CLASSNAME", elm, attr, "Expecting CLASSNAME element", "Bad CLASSNAME attributes");
     name = std::move(attr.attr[0]);
     close(xb, "CLASSNAME", attr, "Expecting </CLASSNAME> tag");

@@ -54,7 +54,7 @@ bool hasCimPrefix(const std::string& description) { return description.compare(0
 const XmlElement ErrorXml::elm{"DESCRIPTION", "CODE"};
 
 ErrorXml::ErrorXml(XmlBuffer& xb) {
-    XmlAttr attr(elm.attrs.size());
+    XmlAttr attr;
     open(xb, "ERROR", elm, attr, "Expecting ERROR element", "Bad ERROR attributes");
     description = unescapeXml(attr.attr[0], 0);
     code = std::move(attr.attr[1]);
@@ -141,7 +141,7 @@ constexpr ReturnValueTag returnValueTag = {"RETURNVALUE", "Expecting RETURNVALUE
 // IRETURNVALUE and RETURNVALUE: the first child decides the kind of result.
 std::unique_ptr<RetValXml> readReturnValue(XmlBuffer& xb, const XmlElement& elm, const ReturnValueTag& t,
                                            NamedInstanceSink* sink) {
-    XmlAttr attr(elm.attrs.size());
+    XmlAttr attr;
     open(xb, t.tag, elm, attr, t.expecting, t.badAttributes);
     std::unique_ptr<RetValXml> result;
     if (!xb.endTag(t.tag, &attr)) {
@@ -176,7 +176,7 @@ ReturnvalueXml::ReturnvalueXml(XmlBuffer& xb) : result(readReturnValue(xb, elm, 
 const XmlElement IMethodresponseXml::elm{"NAME"};
 
 IMethodresponseXml::IMethodresponseXml(XmlBuffer& xb, int, NamedInstanceSink* sink) {
-    XmlAttr attr(elm.attrs.size());
+    XmlAttr attr;
     open(xb, "IMETHODRESPONSE", elm, attr, "Expecting IMETHODRESPONSE element", "Bad IMETHODRESPONSE attributes");
     name = std::move(attr.attr[0]);
     if (childIs(xb, attr, "IRETURNVALUE")) {
@@ -204,7 +204,7 @@ MethodresponseXml::MethodresponseXml(XmlBuffer& xb, int) : RetValXml(TypeMethodr
     // This line on standard output is part of the visible behaviour.
     std::printf("%s:\n", "MethodresponseXml");
     std::fflush(stdout);
-    XmlAttr attr(elm.attrs.size());
+    XmlAttr attr;
     open(xb, "METHODRESPONSE", elm, attr, "Expecting METHODRESPONSE element", "Bad METHODRESPONSE attributes");
     name = std::move(attr.attr[0]);
     if (childIs(xb, attr, "RETURNVALUE")) {
@@ -261,7 +261,7 @@ const XmlElement SimplerspXml::elm(0);
 
 SimplerspXml::SimplerspXml(XmlBuffer& xb, int flag, NamedInstanceSink* sink) {
     const int responseFlag = openwbem ? 0 : flag;
-    XmlAttr attr(elm.attrs.size());
+    XmlAttr attr;
     open(xb, "SIMPLERSP", elm, attr, "Expecting SIMPLERSP element", "Bad SIMPLERSP attributes");
     if (childIs(xb, attr, "IMETHODRESPONSE"))
         response = std::make_unique<IMethodresponseXml>(xb, responseFlag, sink);
@@ -281,7 +281,7 @@ RetValXml* SimplerspXml::getReturnData() {
 const XmlElement MessageXml::elm{"ID", "PROTOCOLVERSION"};
 
 MessageXml::MessageXml(XmlBuffer& xb, int flag, NamedInstanceSink* sink) {
-    XmlAttr attr(elm.attrs.size());
+    XmlAttr attr;
     open(xb, "MESSAGE", elm, attr, "Expecting MESSAGE element", "Bad MESSAGE attributes");
     id = std::move(attr.attr[0]);
     protocolVersion = std::move(attr.attr[1]);
@@ -300,7 +300,7 @@ CimXml::CimXml(std::string body, int flag, NamedInstanceSink* sink)
 void CimXml::read(int flag, NamedInstanceSink* sink) {
     XmlBuffer& xb = *buffer;
     if (!xb.xmlHdr()) throw ParseException("Expecting ?xml element");
-    XmlAttr attr(elm.attrs.size());
+    XmlAttr attr;
     open(xb, "CIM", elm, attr, "Expecting CIM element", "Bad CIM attributes");
     cimVersion = std::move(attr.attr[0]);
     dtdVersion = std::move(attr.attr[1]);

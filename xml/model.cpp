@@ -65,7 +65,7 @@ ValueXml::ValueXml(XmlBuffer& xb) : RetValXml(TypeValue) {
     XmlBuffer::Nest nest(xb);
     const ValueForm* form = xmlsteps::openForm(xb, valueForms);
     if (!form) throw ParseException("Expecting VALUE element");
-    XmlAttr attr(elm.attrs.size());
+    XmlAttr attr;
     if (!xb.attrsOk(elm, attr, form->tag.data())) throw ParseException("Bad VALUE attributes");
     kind = form->kind;
 
@@ -133,7 +133,7 @@ void ValueXml::toStringBuffer(std::string& buf, const char* q) const {
 const XmlElement KeyValueXml::elm{"VALUETYPE", "TYPE"};
 
 KeyValueXml::KeyValueXml(XmlBuffer& xb) {
-    XmlAttr attr(elm.attrs.size());
+    XmlAttr attr;
     open(xb, "KEYVALUE", elm, attr, "Expecting KEYVALUE element", "Bad KEYVALUE attributes");
     valueType = attr.attr[0];
     value = content(xb, attr);
@@ -151,7 +151,7 @@ void KeyValueXml::toStringBuffer(std::string& buf, const char* q) const {
 const XmlElement KeyBindingXml::elm{"NAME"};
 
 KeyBindingXml::KeyBindingXml(XmlBuffer& xb) {
-    XmlAttr attr(elm.attrs.size());
+    XmlAttr attr;
     open(xb, "KEYBINDING", elm, attr, "Expecting KEYBINDING element", "Bad KEYBINDING attributes");
     name = attr.attr[0];
     if (childIs(xb, attr, "KEYVALUE")) {
@@ -190,14 +190,14 @@ InstanceNameXml::InstanceNameXml() : RetValXml(TypeInstanceName) {}
 InstanceNameXml::InstanceNameXml(XmlBuffer& xb, bool objectPath) : RetValXml(TypeInstanceName) {
     XmlBuffer::Nest nest(xb);
     if (!objectPath) {
-        XmlAttr attr(elm.attrs.size());
+        XmlAttr attr;
         open(xb, "INSTANCENAME", elm, attr, "Expecting INSTANCENAME element", "Bad INSTANCENAME attributes");
         className = attr.attr[0];
         while (childIs(xb, attr, "KEYBINDING")) keys.emplace_back(xb);
         close(xb, "INSTANCENAME", attr, "Expecting /INSTANCENAME element");
         return;
     }
-    XmlAttr attr(elmObjectPath.attrs.size());
+    XmlAttr attr;
     open(xb, "OBJECTPATH", elmObjectPath, attr, "Expecting OBJECTPATH element", "Bad OBJECTPATH attributes");
     if (childIs(xb, attr, "LOCALINSTANCEPATH")) {
         LocalInstancepathValueXml path(xb);
@@ -232,7 +232,7 @@ void InstanceNameXml::toStringBuffer(std::string& buf, const char* q) const {
 const XmlElement NameSpaceXml::elm{"NAME"};
 
 NameSpaceXml::NameSpaceXml(XmlBuffer& xb) {
-    XmlAttr attr(elm.attrs.size());
+    XmlAttr attr;
     open(xb, "NAMESPACE", elm, attr, "Expecting NAMESPACE element", "Bad NAMESPACE attributes");
     name = std::move(attr.attr[0]);
     close(xb, "NAMESPACE", attr, "Expecting </NAMESPACE> tag");
@@ -245,7 +245,7 @@ void NameSpaceXml::toStringBuffer(std::string&, const char*) const {
 const XmlElement LocalNameSpacePathXml::elm(0);
 
 LocalNameSpacePathXml::LocalNameSpacePathXml(XmlBuffer& xb) {
-    XmlAttr attr(elm.attrs.size());
+    XmlAttr attr;
     open(xb, "LOCALNAMESPACEPATH", elm, attr, "Expecting LOCALNAMESPACEPATH element",
          "Bad LOCALNAMESPACEPATH attributes");
     for (;;) {
@@ -259,7 +259,7 @@ LocalNameSpacePathXml::LocalNameSpacePathXml(XmlBuffer& xb) {
 const XmlElement HostXml::elm(0);
 
 HostXml::HostXml(XmlBuffer& xb) {
-    XmlAttr attr(elm.attrs.size());
+    XmlAttr attr;
     open(xb, "HOST", elm, attr, "Expecting HOST element", "Bad HOST attributes");
     host = content(xb, attr);
     close(xb, "HOST", attr, "Expecting </HOST> tag");
@@ -268,7 +268,7 @@ HostXml::HostXml(XmlBuffer& xb) {
 const XmlElement NameSpacePathXml::elm(0);
 
 NameSpacePathXml::NameSpacePathXml(XmlBuffer& xb) {
-    XmlAttr attr(elm.attrs.size());
+    XmlAttr attr;
     open(xb, "NAMESPACEPATH", elm, attr, "Expecting NAMESPACEPATH element", "Bad NAMESPACEPATH attributes");
     if (!childIs(xb, attr, "HOST")) throw ParseException("Expecting <HOST> tag");
     host = HostXml(xb).host;
@@ -289,7 +289,7 @@ void NameSpacePathXml::toStringBuffer(std::string& buf, const char* q) const {
 const XmlElement ClassnameValueXml::elm{"NAME"};
 
 ClassnameValueXml::ClassnameValueXml(XmlBuffer& xb) {
-    XmlAttr attr(elm.attrs.size());
+    XmlAttr attr;
     open(xb, "CLASSNAME", elm, attr, "Expecting CLASSNAME element", "Bad CLASSNAME attributes");
     className = std::move(attr.attr[0]);
     close(xb, "CLASSNAME", attr, "Expecting </CLASSNAME> tag");
@@ -308,7 +308,7 @@ void InstancenameValueXml::toStringBuffer(std::string& buf, const char* q) const
 const XmlElement InstancepathValueXml::elm(0);
 
 InstancepathValueXml::InstancepathValueXml(XmlBuffer& xb) {
-    XmlAttr attr(elm.attrs.size());
+    XmlAttr attr;
     open(xb, "INSTANCEPATH", elm, attr, "Expecting INSTANCEPATH element", "Bad INSTANCEPATH attributes");
     if (!childIs(xb, attr, "NAMESPACEPATH")) throw ParseException("Expecting <NAMESPACEPATH> tag");
     path = NameSpacePathXml(xb);
@@ -329,7 +329,7 @@ void InstancepathValueXml::toStringBuffer(std::string& buf, const char* q) const
 const XmlElement LocalInstancepathValueXml::elm(0);
 
 LocalInstancepathValueXml::LocalInstancepathValueXml(XmlBuffer& xb) {
-    XmlAttr attr(elm.attrs.size());
+    XmlAttr attr;
     open(xb, "LOCALINSTANCEPATH", elm, attr, "Expecting LOCALINSTANCEPATH element",
          "Bad LOCALINSTANCEPATH attributes");
     if (!childIs(xb, attr, "LOCALNAMESPACEPATH")) throw ParseException("Expecting <LOCALNAMESPACEPATH> tag");
@@ -414,10 +414,11 @@ PropertyXml::PropertyXml(XmlBuffer& xb) {
     const PropertyForm* form = xmlsteps::openForm(xb, propertyForms);
     if (!form) throw ParseException("Expecting PROPERTY element xx");
     const XmlElement& table = elm[form->kind - 1];
-    XmlAttr attr(table.attrs.size());
+    XmlAttr attr;
     if (!xb.attrsOk(table, attr, form->tag.data())) throw ParseException("Bad PROPERTY attributes");
     kind = form->kind;
-    for (size_t i = 0; i < form->count; ++i) this->*(form->fields[i]) = attr.attr[i];
+    for (size_t i = 0; i < form->count; ++i)
+        if (!attr.attr[i].empty()) this->*(form->fields[i]) = attr.attr[i];
 
     for (;;) {
         if (xb.endTag(form->tag, &attr)) break;
@@ -473,7 +474,7 @@ void PropertyXml::toStringBuffer(std::string& buf, const char* q) const {
 const XmlElement InstanceXml::elm{"CLASSNAME", "xml:lang"};
 
 InstanceXml::InstanceXml(XmlBuffer& xb) : RetValXml(TypeInstance) {
-    XmlAttr attr(elm.attrs.size());
+    XmlAttr attr;
     open(xb, "INSTANCE", elm, attr, "Expecting INSTANCE element", "Bad INSTANCE attributes");
     className = attr.attr[0];
     for (;;) {
@@ -511,7 +512,7 @@ void InstanceXml::propagateKeyFlags(const ArrayXml<PropertyXml>& keys) {
 const XmlElement NamedInstanceXml::elm(0);
 
 NamedInstanceXml::NamedInstanceXml(XmlBuffer& xb) : RetValXml(TypeNamedInstance) {
-    XmlAttr attr(elm.attrs.size());
+    XmlAttr attr;
     open(xb, "VALUE.NAMEDINSTANCE", elm, attr, "Expecting VALUE.NAMEDINSTANCE element",
          "Bad VALUE.NAMEDINSTANCE attributes");
     if (!childIs(xb, attr, "INSTANCENAME")) throw ParseException("Expecting INSTANCENANE and INSTANCE element");
@@ -528,7 +529,7 @@ std::unique_ptr<RetValXml> NamedInstancesXml::clone() const { return std::make_u
 const XmlElement ObjectWithPathXml::elm(0);
 
 ObjectWithPathXml::ObjectWithPathXml(XmlBuffer& xb) : RetValXml(TypeObjectWithPath) {
-    XmlAttr attr(elm.attrs.size());
+    XmlAttr attr;
     open(xb, "VALUE.OBJECTWITHPATH", elm, attr, "Expecting VALUE.OBJECTWITHPATH element",
          "Bad VALUE.OBJECTWITHPATH attributes");
     if (childIs(xb, attr, "INSTANCEPATH")) {

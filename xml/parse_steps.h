@@ -42,12 +42,14 @@ inline std::string content(XmlBuffer& xb, const XmlAttr& attr) {
 // Equal ignoring the case of ASCII letters.
 inline bool sameName(std::string_view a, std::string_view b) { return equalsNoCase(a, b); }
 
-// The first form in `forms` (tried in order) whose tag opens next.
+// The first form in `forms` (tried in order) whose tag opens next, as
+// tagEquals would find it; the blanks around "<" are skipped once.
 template <class Form, size_t N>
 const Form* openForm(XmlBuffer& xb, const Form (&forms)[N]) {
-    for (const Form& f : forms)
-        if (xb.tagEquals(f.tag)) return &f;
-    return nullptr;
+    std::string_view tags[N];
+    for (size_t i = 0; i < N; ++i) tags[i] = forms[i].tag;
+    const int at = xb.tagIndex(tags, N);
+    return at < 0 ? nullptr : &forms[at];
 }
 
 }  // namespace xmlsteps

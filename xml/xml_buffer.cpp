@@ -37,6 +37,10 @@ void XmlBuffer::trace(const char* what, std::string_view arg) {
         std::fprintf(stderr, "--- XmlBuffer::%s(\"%.*s\")\n", what, static_cast<int>(arg.size()), arg.data());
 }
 
+void XmlBuffer::traceChar(char c) const {
+    std::fprintf(stderr, "--- XmlBuffer::getChar('%c'): %c\n", c, cursor < end() ? *cursor : ' ');
+}
+
 XmlBuffer::XmlBuffer(std::string body) : text(std::move(body)), cursor(&text[0]) {}
 
 XmlBuffer::XmlBuffer(const XmlBuffer&) { throw ParseException("I told you not to!"); }
@@ -46,56 +50,14 @@ XmlBuffer::Nest::Nest(XmlBuffer& buffer) : xb(buffer) {
     ++xb.depth;
 }
 
-void XmlBuffer::skipWS() {
-    if (DBGXB) trace("skipWS()");
-    ++skipWSCalls;
-    const char* const e = end();
-    while (cursor < e && isSpace(*cursor)) ++cursor;
-}
-
-int XmlBuffer::getChar(std::string_view s) {
-    if (DBGXB) {
-        trace("getChar", s);
-        std::fprintf(stderr, "gotChar: %s\n", peek(cursor, end(), 80).c_str());
-    }
-    if (left() < s.size() || std::memcmp(cursor, s.data(), s.size()) != 0) return 0;
-    cursor += s.size();
-    return 1;
-}
-
-int XmlBuffer::getChar(char c) {
-    if (DBGXB) std::fprintf(stderr, "--- XmlBuffer::getChar('%c'): %c\n", c, cursor < end() ? *cursor : ' ');
-    if (cursor >= end() || *cursor != c) return 0;
-    ++cursor;
-    return c;
-}
-
-const char* XmlBuffer::nextTag() {
-    if (DBGXB) trace("nextTag(): ");
-    skipWS();
-    return cursor < end() && *cursor == '<' ? cursor + 1 : nullptr;
-}
-
-bool XmlBuffer::nextEquals(const char* p, std::string_view name) {
-    if (!p) return false;
-    for (size_t i = 0; i < name.size(); ++i)
-        if (p[i] != name[i]) return false;
-    return !isAlnum(p[name.size()]);
+void XmlBuffer::traceString(std::string_view s) const {
+    trace("getChar", s);
+    std::fprintf(stderr, "gotChar: %s\n", peek(cursor, end(), 80).c_str());
 }
 
 int XmlBuffer::getWord(std::string_view w, int caseSensitive) {
     if (DBGXB) trace("getWord", w);
     return getWordN(w, caseSensitive != 0);
-}
-
-int XmlBuffer::getWordN(std::string_view w, bool caseSensitive) {
-    const size_t n = w.size();
-    if (left() < n) return 0;
-    const std::string_view here(cursor, n);
-    if (caseSensitive ? here != w : !equalsNoCase(here, w)) return 0;
-    if (cursor + n < end() && isAlnum(cursor[n])) return 0;
-    cursor += n;
-    return 1;
 }
 
 int XmlBuffer::tagEquals(std::string_view tag) {
@@ -110,11 +72,24 @@ int XmlBuffer::tagEquals(std::string_view tag) {
     return 0;
 }
 
+int XmlBuffer::tagIndex(const std::string_view* tags, size_t count) {
+    char* const saved = cursor;
+    skipWS();
+    if (getChar('<')) {
+        skipWS();
+        for (size_t i = 0; i < count; ++i) {
+            if (DBGXB) trace("tagEquals", tags[i]);
+            if (getWordN(tags[i], true)) return static_cast<int>(i);
+        }
+    }
+    cursor = saved;
+    return -1;
+}
+
 int XmlBuffer::attrsOk(const XmlElement& elm, XmlAttr& attr, const char* tag) {
     if (DBGXB) std::fprintf(stderr, "--- XmlBuffer::attrsOk() %s\n", tag);
-    const size_t count = std::min<size_t>(elm.attrs.size(), 64);
-    if (attr.attr.size() < count) attr.attr.resize(count);
-    std::fill(attr.attr.begin(), attr.attr.end(), std::string_view());
+    const size_t count = std::min(elm.attrs.size(), attr.attr.size());
+    std::fill_n(attr.attr.begin(), count, std::string_view());
     attr.emptyElement = false;
     unsigned long long seen = 0;
 
@@ -245,7 +220,7 @@ const char* XmlBuffer::getContent(const XmlAttr* attr) {
 int XmlBuffer::xmlHdr() {
     skipWS();
     if (!getChar("<?xml")) return 0;
-    XmlAttr attr(prologElm.attrs.size());
+    XmlAttr attr;
     attrsOk(prologElm, attr, "?xml");
     return 1;
 }

@@ -5,11 +5,12 @@
 #include "xml/errors.h"
 #include "xml/render_flags.h"
 #include "xml/string_array.h"
+#include "xml/text.h"
 
+#include <array>
 #include <initializer_list>
 #include <string>
 #include <string_view>
-#include <vector>
 
 // The attribute table of one element kind: names in a fixed order.
 class XmlElement {
@@ -25,9 +26,8 @@ public:
 // the scanner's buffer, each cut in place, valid as long as the XmlBuffer.
 class XmlAttr {
 public:
-    explicit XmlAttr(size_t count = 8) : attr(count) {}
     bool emptyElement = false;
-    std::vector<std::string_view> attr;
+    std::array<std::string_view, 8> attr;   // the longest table has five names
 };
 
 class XmlBuffer {
@@ -36,16 +36,46 @@ public:
     XmlBuffer(const XmlBuffer&);   // throws ParseException("I told you not to!")
     XmlBuffer& operator=(const XmlBuffer&) = delete;
 
-    void skipWS();
-    int getChar(std::string_view s);
-    int getChar(char c);
+    // The steps every element takes many times are written here, in line.
+    void skipWS() {
+        if (DBGXB) trace("skipWS()");
+        ++skipWSCalls;
+        const char* const e = end();
+        while (cursor < e && isSpace(*cursor)) ++cursor;
+    }
+    int getChar(std::string_view s) {
+        if (DBGXB) traceString(s);
+        if (left() < s.size()) return 0;
+        for (size_t i = 0; i < s.size(); ++i)
+            if (cursor[i] != s[i]) return 0;
+        cursor += s.size();
+        return 1;
+    }
+    int getChar(char c) {
+        if (DBGXB) traceChar(c);
+        if (cursor >= end() || *cursor != c) return 0;
+        ++cursor;
+        return c;
+    }
     // After the blanks: the byte following a "<", or null.
-    const char* nextTag();
+    const char* nextTag() {
+        if (DBGXB) trace("nextTag(): ");
+        skipWS();
+        return cursor < end() && *cursor == '<' ? cursor + 1 : nullptr;
+    }
     // `p` points into a NUL-terminated buffer: the comparison stops at the
     // NUL, and the byte after a full match is at worst that NUL.
-    static bool nextEquals(const char* p, std::string_view name);
+    static bool nextEquals(const char* p, std::string_view name) {
+        if (!p) return false;
+        for (size_t i = 0; i < name.size(); ++i)
+            if (p[i] != name[i]) return false;
+        return !isAlnum(p[name.size()]);
+    }
     int getWord(std::string_view w, int caseSensitive = 1);
     int tagEquals(std::string_view tag);
+    // tagEquals tried with each of `tags` in order: the index of the first
+    // that opens next, or -1 with the cursor where it was.
+    int tagIndex(const std::string_view* tags, size_t count);
     // Reads the attributes of the start tag just opened, names matched
     // without case in table order. Returns 1 or throws ParseException.
     int attrsOk(const XmlElement& elm, XmlAttr& attr, const char* tag);
@@ -89,11 +119,25 @@ public:
 
 private:
     // `w` at the cursor, not followed by a letter or digit.
-    int getWordN(std::string_view w, bool caseSensitive);
+    int getWordN(std::string_view w, bool caseSensitive) {
+        const size_t n = w.size();
+        if (left() < n) return 0;
+        if (caseSensitive) {
+            for (size_t i = 0; i < n; ++i)
+                if (cursor[i] != w[i]) return 0;
+        } else if (!equalsNoCase(std::string_view(cursor, n), w)) {
+            return 0;
+        }
+        if (cursor + n < end() && isAlnum(cursor[n])) return 0;
+        cursor += n;
+        return 1;
+    }
     // getValue's value, cut in place and not copied.
     std::string_view valueText(const char* attrName);
     size_t left() const { return static_cast<size_t>(end() - cursor); }
     static void trace(const char* what, std::string_view arg = {});
+    void traceChar(char c) const;
+    void traceString(std::string_view s) const;
 
     std::string text;       // the body, NUL-terminated by std::string
     char* cursor = nullptr;

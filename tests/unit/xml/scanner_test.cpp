@@ -92,7 +92,7 @@ TEST(XmlBufferLookAhead, EndTagRestoresTheCursorOnMismatch) {
     EXPECT_EQ(xb.endTag("VALUE.ARRAY"), 1);
     EXPECT_EQ(xb.cur(), xb.end());
 
-    XmlAttr empty(0);
+    XmlAttr empty;
     empty.emptyElement = true;
     XmlBuffer other("<X>");
     EXPECT_EQ(other.endTag("VALUE", &empty), 1);
@@ -127,7 +127,7 @@ TEST(XmlBufferLookAhead, TestAttrLooksInsideTheCurrentStartTagOnly) {
 TEST(XmlBufferAttributes, NamesMatchWithoutCaseInTableOrder) {
     XmlBuffer xb("<P type='uint8' name=\"Size\" >rest");
     ASSERT_EQ(xb.tagEquals("P"), 1);
-    XmlAttr attr(2);
+    XmlAttr attr;
     ASSERT_EQ(xb.attrsOk(nameType, attr, "P"), 1);
     EXPECT_EQ(attr.attr[0], "Size");
     EXPECT_EQ(attr.attr[1], "uint8");
@@ -138,7 +138,7 @@ TEST(XmlBufferAttributes, NamesMatchWithoutCaseInTableOrder) {
 TEST(XmlBufferAttributes, AbsentAttributesStayEmptyAndSlashCloses) {
     XmlBuffer xb("<P NAME=\"a\"/>");
     ASSERT_EQ(xb.tagEquals("P"), 1);
-    XmlAttr attr(2);
+    XmlAttr attr;
     attr.attr[1] = "left over";
     ASSERT_EQ(xb.attrsOk(nameType, attr, "P"), 1);
     EXPECT_TRUE(attr.emptyElement);
@@ -149,7 +149,7 @@ TEST(XmlBufferAttributes, AbsentAttributesStayEmptyAndSlashCloses) {
 TEST(XmlBufferAttributes, QuestionMarkEndOnlyClosesTheProlog) {
     XmlBuffer xb("<P NAME=\"a\"?>");
     ASSERT_EQ(xb.tagEquals("P"), 1);
-    XmlAttr attr(2);
+    XmlAttr attr;
     try {
         xb.attrsOk(nameType, attr, "P");
         FAIL() << "accepted";
@@ -175,7 +175,7 @@ class XmlBufferAttrFailures : public ::testing::TestWithParam<AttrFailure> {};
 TEST_P(XmlBufferAttrFailures, ThrowsItsMessage) {
     XmlBuffer xb(GetParam().text);
     ASSERT_EQ(xb.tagEquals("P"), 1);
-    XmlAttr attr(2);
+    XmlAttr attr;
     try {
         xb.attrsOk(nameType, attr, "P");
         FAIL() << "no exception";
@@ -198,7 +198,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(XmlBufferAttributes, UnquotedValueIsAStandardLogicError) {
     XmlBuffer xb("<P NAME=a>");
     ASSERT_EQ(xb.tagEquals("P"), 1);
-    XmlAttr attr(2);
+    XmlAttr attr;
     bool family = false;
     bool logic = false;
     try {
@@ -231,7 +231,7 @@ TEST(XmlBufferAttributes, EntitiesInValuesAreKept) {
 TEST(XmlBufferContent, EmptyContentAndEmptyElement) {
     XmlBuffer xb("<VALUE></VALUE>");
     ASSERT_EQ(xb.tagEquals("VALUE"), 1);
-    XmlAttr attr(0);
+    XmlAttr attr;
     ASSERT_EQ(xb.attrsOk(XmlElement(0), attr, "VALUE"), 1);
     const char* text = xb.getContent(&attr);
     ASSERT_NE(text, nullptr);
@@ -247,7 +247,7 @@ TEST(XmlBufferContent, EmptyContentAndEmptyElement) {
 TEST(XmlBufferContent, CdataIsKeptWithItsMarkers) {
     XmlBuffer xb("<VALUE>a<![CDATA[b<c>]]>c</VALUE>");
     ASSERT_EQ(xb.tagEquals("VALUE"), 1);
-    XmlAttr attr(0);
+    XmlAttr attr;
     ASSERT_EQ(xb.attrsOk(XmlElement(0), attr, "VALUE"), 1);
     EXPECT_STREQ(xb.getContent(&attr), "a<![CDATA[b<c>]]>c");
     EXPECT_EQ(xb.endTag("VALUE", &attr), 1);
@@ -256,7 +256,7 @@ TEST(XmlBufferContent, CdataIsKeptWithItsMarkers) {
 TEST(XmlBufferContent, ContentIsCutInPlaceAndTheEndTagStillReads) {
     XmlBuffer xb("<KEYVALUE VALUETYPE=\"string\">x &lt; y</KEYVALUE>");
     ASSERT_EQ(xb.tagEquals("KEYVALUE"), 1);
-    XmlAttr attr(1);
+    XmlAttr attr;
     ASSERT_EQ(xb.attrsOk(XmlElement{"VALUETYPE"}, attr, "KEYVALUE"), 1);
     const char* text = xb.getContent(&attr);
     EXPECT_STREQ(text, "x &lt; y");
@@ -267,7 +267,7 @@ TEST(XmlBufferContent, ContentIsCutInPlaceAndTheEndTagStillReads) {
 TEST(XmlBufferContent, ContentUpToTheEndOfTheText) {
     XmlBuffer xb("<A>abc");
     ASSERT_EQ(xb.tagEquals("A"), 1);
-    XmlAttr attr(0);
+    XmlAttr attr;
     ASSERT_EQ(xb.attrsOk(XmlElement(0), attr, "A"), 1);
     EXPECT_STREQ(xb.getContent(&attr), "abc");
     EXPECT_EQ(xb.cur(), xb.end());
@@ -276,7 +276,7 @@ TEST(XmlBufferContent, ContentUpToTheEndOfTheText) {
 TEST(XmlBufferContent, UnterminatedCdataFails) {
     XmlBuffer xb("<A>x<![CDATA[abc]]</A>");
     ASSERT_EQ(xb.tagEquals("A"), 1);
-    XmlAttr attr(0);
+    XmlAttr attr;
     ASSERT_EQ(xb.attrsOk(XmlElement(0), attr, "A"), 1);
     try {
         xb.getContent(&attr);
