@@ -2,6 +2,7 @@
 #include "cim/avps.h"
 #include "xml/classes.h"
 #include "xml/xml_buffer.h"
+#include "tests/unit/param_names.h"
 
 #include <gtest/gtest.h>
 
@@ -126,7 +127,8 @@ const ListCase kParameterCases[] = {
     {"Refs=Quilo_X.Tag=\"1\",Ref=Quilo_Y.A=1,Quilo_Y.A=2", "Refs=Quilo_X.Tag=\"1\" ; Ref=[Quilo_Y.A=1|Quilo_Y.A=2]"},
 };
 
-INSTANTIATE_TEST_SUITE_P(Texts, ParameterParse, ::testing::ValuesIn(kParameterCases));
+INSTANTIATE_TEST_SUITE_P(Texts, ParameterParse, ::testing::ValuesIn(kParameterCases),
+                         paramname::Numbered([](const ListCase& c) { return c.text; }));
 
 // ---- against a class's properties -------------------------------------------
 
@@ -147,7 +149,8 @@ const ListCase kPropertyCases[] = {
     {"Name=n,List", "Name=n"},
 };
 
-INSTANTIATE_TEST_SUITE_P(Texts, PropertyParse, ::testing::ValuesIn(kPropertyCases));
+INSTANTIATE_TEST_SUITE_P(Texts, PropertyParse, ::testing::ValuesIn(kPropertyCases),
+                         paramname::Numbered([](const ListCase& c) { return c.text; }));
 
 // ---- plain pairs ------------------------------------------------------------
 
@@ -169,7 +172,8 @@ const ListCase kPlainCases[] = {
     {"", ""},
 };
 
-INSTANTIATE_TEST_SUITE_P(Texts, PlainParse, ::testing::ValuesIn(kPlainCases));
+INSTANTIATE_TEST_SUITE_P(Texts, PlainParse, ::testing::ValuesIn(kPlainCases),
+                         paramname::Numbered([](const ListCase& c) { return c.text; }));
 
 // ---- lookups ----------------------------------------------------------------
 
@@ -233,7 +237,8 @@ const MakeCase kMakeCases[] = {
     {"A=1,B=2", 2, true}, {"", 0, true},   {"x", 1, false},
 };
 
-INSTANTIATE_TEST_SUITE_P(Texts, MakeAvps, ::testing::ValuesIn(kMakeCases));
+INSTANTIATE_TEST_SUITE_P(Texts, MakeAvps, ::testing::ValuesIn(kMakeCases),
+                         paramname::Numbered([](const MakeCase& c) { return c.text; }));
 
 // ---- AList ------------------------------------------------------------------
 
@@ -260,7 +265,8 @@ const AListCase kAListCases[] = {
     {"A,B,", 3, "A|B"}, {nullptr, 0, ""},
 };
 
-INSTANTIATE_TEST_SUITE_P(Texts, AListSplit, ::testing::ValuesIn(kAListCases));
+INSTANTIATE_TEST_SUITE_P(Texts, AListSplit, ::testing::ValuesIn(kAListCases),
+                         paramname::Numbered([](const AListCase& c) { return c.text; }));
 
 TEST(AListSplit, EmptyMiddlePieceIsAnItem) {
     AList list("A,,B");

@@ -3,6 +3,7 @@
 #include "cim/cimom.h"
 #include "xml/envelope.h"
 #include "xml/errors.h"
+#include "tests/unit/param_names.h"
 
 #include <gtest/gtest.h>
 
@@ -384,7 +385,8 @@ const NoArgumentsCase kNoArgumentCases[] = {
     {"DeleteVolume", ""},
 };
 
-INSTANTIATE_TEST_SUITE_P(Texts, CallMethodWithoutArguments, ::testing::ValuesIn(kNoArgumentCases));
+INSTANTIATE_TEST_SUITE_P(Texts, CallMethodWithoutArguments, ::testing::ValuesIn(kNoArgumentCases),
+                         paramname::Numbered([](const NoArgumentsCase& c) { return c.method; }));
 
 TEST_F(CimomTest, CallMethodNeedsTheClass) {
     cimom.replies = {""};
@@ -578,9 +580,7 @@ const OperationCase kOperationCases[] = {
      "</PROPERTY.ARRAY></INSTANCE></IPARAMVALUE>\n"},
 };
 
-std::string caseName(const ::testing::TestParamInfo<OperationCase>& info) { return info.param.name; }
-
-INSTANTIATE_TEST_SUITE_P(Table, OtherOperations, ::testing::ValuesIn(kOperationCases), caseName);
+INSTANTIATE_TEST_SUITE_P(Table, OtherOperations, ::testing::ValuesIn(kOperationCases), paramname::ByName());
 
 TEST(ModifyInstance, WritesANamedInstance) {
     RecordingCimom cimom;
@@ -657,9 +657,7 @@ const MessageCase kMessageCases[] = {
      "Cmd Exception: create/modify instance with reference values not yet supported"},
 };
 
-std::string messageCaseName(const ::testing::TestParamInfo<MessageCase>& info) { return info.param.name; }
-
-INSTANTIATE_TEST_SUITE_P(Table, OperationMessages, ::testing::ValuesIn(kMessageCases), messageCaseName);
+INSTANTIATE_TEST_SUITE_P(Table, OperationMessages, ::testing::ValuesIn(kMessageCases), paramname::ByName());
 
 TEST(SetProperty, EmptyReplyIsAnError) {
     RecordingCimom cimom;

@@ -2,6 +2,7 @@
 #include "cim/url.h"
 #include "xml/errors.h"
 #include "xml/render_flags.h"
+#include "tests/unit/param_names.h"
 
 #include <gtest/gtest.h>
 
@@ -137,7 +138,8 @@ const ParseCase kParseCases[] = {
     {"https://h/root/cimv2:C.k=a@b", "https", "h/root/cimv2", "C.k=a", "b", -1, "5989", "root/cimv2", "", ""},
 };
 
-INSTANTIATE_TEST_SUITE_P(Examples, UrlParse, ::testing::ValuesIn(kParseCases));
+INSTANTIATE_TEST_SUITE_P(Examples, UrlParse, ::testing::ValuesIn(kParseCases),
+                         paramname::Numbered([](const ParseCase& c) { return c.text; }));
 
 // ---- text in, message out ---------------------------------------------------
 
@@ -188,7 +190,8 @@ const FailCase kFailCases[] = {
     {"https://h/ns:C.Id=1.5", "Parse Exception: Invalid name-value pair"},
 };
 
-INSTANTIATE_TEST_SUITE_P(Messages, UrlFail, ::testing::ValuesIn(kFailCases));
+INSTANTIATE_TEST_SUITE_P(Messages, UrlFail, ::testing::ValuesIn(kFailCases),
+                         paramname::Numbered([](const FailCase& c) { return c.text; }));
 
 TEST_F(UrlTest, MissingInterfaceTableFailsZoneLookup) {
     URL::interfaceTable = table.path + ".missing";
@@ -248,7 +251,8 @@ const LookAheadCase kLookAheadCases[] = {
     {"", 0, ""},
 };
 
-INSTANTIATE_TEST_SUITE_P(Texts, RefLookAhead, ::testing::ValuesIn(kLookAheadCases));
+INSTANTIATE_TEST_SUITE_P(Texts, RefLookAhead, ::testing::ValuesIn(kLookAheadCases),
+                         paramname::Numbered([](const LookAheadCase& c) { return c.text; }));
 
 // ---- indirection file -------------------------------------------------------
 
@@ -404,7 +408,8 @@ const RenderCase kRenderCases[] = {
      "</INSTANCENAME></INSTANCEPATH></VALUE.REFERENCE></KEYBINDING>"},
 };
 
-INSTANTIATE_TEST_SUITE_P(Paths, UrlRender, ::testing::ValuesIn(kRenderCases));
+INSTANTIATE_TEST_SUITE_P(Paths, UrlRender, ::testing::ValuesIn(kRenderCases),
+                         paramname::Numbered([](const RenderCase& c) { return c.text; }));
 
 TEST_F(UrlTest, PlainFormRestoresUseNl) {
     URL url("https://h/n:C.A=1");

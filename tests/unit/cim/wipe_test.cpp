@@ -2,6 +2,7 @@
 // included, is zero after wipeText, and appendSecret never lets go of a
 // buffer that still holds the text.
 #include "cim/wipe.h"
+#include "tests/unit/param_names.h"
 
 #include <gtest/gtest.h>
 
@@ -47,7 +48,7 @@ INSTANTIATE_TEST_SUITE_P(Texts, Wipe, testing::Values(
     WipeCase{"ShortInsideTheObject", 6, 0},         // small-string buffer
     WipeCase{"FillsTheSmallBuffer", 15, 0},
     WipeCase{"OnTheHeap", 100000, 0},
-    WipeCase{"SpareCapacityAfterShrinking", 10, 4096}), [](const auto& info) { return info.param.name; });
+    WipeCase{"SpareCapacityAfterShrinking", 10, 4096}), paramname::ByName());
 
 // What was in the spare capacity before (a longer secret, since shortened)
 // is gone too.

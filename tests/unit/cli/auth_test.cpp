@@ -5,6 +5,7 @@
 
 #include "cli/auth.h"
 #include "dispatch_fake_cimom.h"
+#include "tests/unit/param_names.h"
 
 namespace {
 
@@ -84,7 +85,8 @@ INSTANTIATE_TEST_SUITE_P(
         ReplyCase{"ERROR CODE=\"49\"", false, "Disk Test Failed\nController Password Incorrect\n"},
         // "OK" anywhere accepts, also beside an error code.
         ReplyCase{"ERROR CODE=\"74\" BOOK", true, "Invalid Password for the RAID Controller\n"},
-        ReplyCase{"Refused", false, "Controller Password Incorrect\n"}));
+        ReplyCase{"Refused", false, "Controller Password Incorrect\n"}),
+    paramname::Numbered([](const ReplyCase& c) { return c.value; }));
 
 TEST(VerifyControllerPassword, TransportFailurePassesThrough) {
     FakeCimom cimom = WithAuthReply("OK");

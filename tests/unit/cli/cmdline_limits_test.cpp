@@ -16,6 +16,7 @@
 #include "cli/usage.h"
 #include "cli_test_support.h"
 #include "transport/settings.h"
+#include "tests/unit/param_names.h"
 
 namespace {
 
@@ -123,7 +124,7 @@ INSTANTIATE_TEST_SUITE_P(Words, RefusedWord, testing::Values(
     RefusedWordCase{"EmptyCommandWord", {"rbz", "-i", "h", "-u", "root", "", "info"}, ""},
     RefusedWordCase{"EmptyOptionWord", {"rbz", "-i", "h", "-u", "root", "sys", ""}, "\r"},
     RefusedWordCase{"OnlyEmptyWords", {"rbz", "", "", ""}, ""}),
-    [](const testing::TestParamInfo<RefusedWordCase>& info) { return std::string(info.param.name); });
+    paramname::ByName());
 
 TEST_F(CmdlineLimits, ManyParameterWordsAreJoinedWithCommas) {
     std::vector<std::string> words = {"rbz", "-i", "h", "-u", "root", "vsf", "create"};

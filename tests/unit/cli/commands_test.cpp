@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "cli_test_support.h"
+#include "tests/unit/param_names.h"
 
 namespace {
 
@@ -194,10 +195,8 @@ void PrintTo(const OptionCase& c, std::ostream* os) {
     *os << c.block << ' ' << (c.word != nullptr ? c.word : "(no word)") << ' ' << c.value;
 }
 
-std::string CaseName(const testing::TestParamInfo<OptionCase>& info) {
-    return std::string(info.param.block) + "_" +
-           (info.param.word != nullptr ? info.param.word : "noword") + "_" +
-           std::to_string(info.param.value);
+std::string CaseName(const OptionCase& c) {
+    return std::string(c.block) + "_" + (c.word != nullptr ? c.word : "noword") + "_" + std::to_string(c.value);
 }
 
 class OptionTable : public testing::TestWithParam<OptionCase> {};
@@ -255,8 +254,8 @@ std::vector<OptionCase> RowsWithAWord() {
     return rows;
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryOption, OptionTable, testing::ValuesIn(kOptionCases), CaseName);
-INSTANTIATE_TEST_SUITE_P(EveryWord, OptionWords, testing::ValuesIn(RowsWithAWord()), CaseName);
+INSTANTIATE_TEST_SUITE_P(EveryOption, OptionTable, testing::ValuesIn(kOptionCases), paramname::Numbered(CaseName));
+INSTANTIATE_TEST_SUITE_P(EveryWord, OptionWords, testing::ValuesIn(RowsWithAWord()), paramname::Numbered(CaseName));
 
 TEST(OptionTableSize, HasEveryOptionOnce) {
     // A value missing from the parser's table would be rejected like an
@@ -334,9 +333,7 @@ const LineCase kLineCases[] = {
 };
 
 INSTANTIATE_TEST_SUITE_P(Examples, Lines, testing::ValuesIn(kLineCases),
-                         [](const testing::TestParamInfo<LineCase>& info) {
-                             return std::string(info.param.name);
-                         });
+                         paramname::ByName());
 
 TEST(ParseCommands, UnknownWordLeavesThePrimaryAsItWas) {
     const ParseResult r = ParseLine({"xit", "info"}, "", subcmd::none, pricmd::vsf);

@@ -8,6 +8,7 @@
 #include "cli/dispatch.h"
 #include "cli_test_support.h"
 #include "dispatch_fake_cimom.h"
+#include "tests/unit/param_names.h"
 
 namespace {
 
@@ -133,7 +134,7 @@ INSTANTIATE_TEST_SUITE_P(
         QueryCase{"disk_inq", pricmd::disk, subcmd::disk_inq, "enc=1,slot=2", "GetInstance", "Quilo_DiskDrive", ""},
         QueryCase{"sys_info", pricmd::sys, subcmd::sys_info, "", "EnumerateInstances", kController, ""},
         QueryCase{"event_info", pricmd::event, subcmd::event_info, "", "EnumerateInstances", "Quilo_EventLog", ""}),
-    [](const ::testing::TestParamInfo<QueryCase>& info) { return info.param.name; });
+    paramname::ByName());
 
 TEST(DispatchCommand, InquiryAddressesTheInstanceButTheWaitPeriodTheClass) {
     FakeCimom cimom = Server();
@@ -219,7 +220,8 @@ INSTANTIATE_TEST_SUITE_P(Replies, DispatchMethodStatus,
                                            StatusCase{"ERROR CODE=\"65\"", ""},
                                            StatusCase{"ERROR CODE=\"65\" OK", " OK \n"},
                                            StatusCase{"ERROR CODE=\"176\"", "Command Timed Out\n"},
-                                           StatusCase{"Done", ""}));
+                                           StatusCase{"Done", ""}),
+                         paramname::Numbered([](const StatusCase& c) { return c.reply; }));
 
 TEST(DispatchCommand, MethodNameAndArgumentsSplitAtTheFirstDot) {
     FakeCimom cimom = Server();

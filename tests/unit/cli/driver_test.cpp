@@ -15,6 +15,7 @@
 #include "cli_test_support.h"
 #include "transport/settings.h"
 #include "xml/errors.h"
+#include "tests/unit/param_names.h"
 
 namespace {
 
@@ -131,9 +132,7 @@ const HelpCase kHelpCases[] = {
 };
 
 INSTANTIATE_TEST_SUITE_P(Words, Help, testing::ValuesIn(kHelpCases),
-                         [](const testing::TestParamInfo<HelpCase>& info) {
-                             return std::string(info.param.name);
-                         });
+                         paramname::ByName());
 
 TEST_F(Driver, HelpAfterChgpwAsksBothNewPasswordsFirst) {
     const Outcome o = RunLine({"rbz", "sys", "chgpw", "-h"}, "one\ntwo\nrest");
@@ -183,9 +182,7 @@ const RefusedCase kRefusedCases[] = {
 };
 
 INSTANTIATE_TEST_SUITE_P(Words, Refused, testing::ValuesIn(kRefusedCases),
-                         [](const testing::TestParamInfo<RefusedCase>& info) {
-                             return std::string(info.param.name);
-                         });
+                         paramname::ByName());
 
 TEST_F(Driver, ServedCommandCarriesTheWholeLine) {
     const Outcome o = RunLine({"rbz", "-cacert", "ca.pem", "-clientcert", "c.pem", "-clientkey",
@@ -307,9 +304,7 @@ const WaitCase kWaitCases[] = {
 };
 
 INSTANTIATE_TEST_SUITE_P(Values, Wait, testing::ValuesIn(kWaitCases),
-                         [](const testing::TestParamInfo<WaitCase>& info) {
-                             return std::string(info.param.name);
-                         });
+                         paramname::ByName());
 
 struct FailureCase {
     const char* name;
@@ -359,9 +354,7 @@ const FailureCase kFailureCases[] = {
 };
 
 INSTANTIATE_TEST_SUITE_P(Kinds, Failures, testing::ValuesIn(kFailureCases),
-                         [](const testing::TestParamInfo<FailureCase>& info) {
-                             return std::string(info.param.name);
-                         });
+                         paramname::ByName());
 
 TEST_F(Driver, ArgumentCountBoundsTheScan) {
     // Words past argc are not looked at even when the vector goes on.

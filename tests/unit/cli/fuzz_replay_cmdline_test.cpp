@@ -4,6 +4,7 @@
 // are also checked for the run they must give.
 #include "fuzz/cmdline_replay.h"
 #include "tests/unit/fuzz_corpus.h"
+#include "tests/unit/param_names.h"
 
 #include <gtest/gtest.h>
 
@@ -87,11 +88,6 @@ const Known kKnown[] = {
 };
 
 INSTANTIATE_TEST_SUITE_P(Seeds, CmdlineSeeds, ::testing::ValuesIn(kKnown),
-                         [](const ::testing::TestParamInfo<Known>& info) {
-                             std::string name = info.param.file;
-                             for (char& c : name)
-                                 if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
-                             return name;
-                         });
+                         paramname::Numbered([](const Known& c) { return c.file; }));
 
 }  // namespace

@@ -12,6 +12,7 @@
 #include <string>
 
 #include "cli_test_support.h"
+#include "tests/unit/param_names.h"
 
 namespace {
 
@@ -55,9 +56,7 @@ TEST_P(LineInput, ReadsOneLineWithoutPrompt) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Pipe, LineInput, testing::ValuesIn(kLineCases),
-                         [](const testing::TestParamInfo<LineCase>& info) {
-                             return std::string(info.param.name);
-                         });
+                         paramname::ByName());
 
 TEST(LineInputBinary, KeepsEveryByteOfALongLine) {
     std::string text(5000, 'x');
@@ -198,9 +197,7 @@ TEST_P(TerminalInput, EchoesStarsAndErases) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Curses, TerminalInput, testing::ValuesIn(kKeyCases),
-                         [](const testing::TestParamInfo<KeyCase>& info) {
-                             return std::string(info.param.name);
-                         });
+                         paramname::ByName());
 
 TEST(TerminalInputSessions, TwoPromptsInOneProcess) {
     // Each read opens and closes its own session.
@@ -264,8 +261,6 @@ TEST_P(UnknownTerminal, ReadsTheLineWithoutEcho) {
 INSTANTIATE_TEST_SUITE_P(Fallback, UnknownTerminal,
                          testing::Values(FallbackCase{"no_such_type", "rbz-no-such-terminal"},
                                          FallbackCase{"term_unset", nullptr}),
-                         [](const testing::TestParamInfo<FallbackCase>& info) {
-                             return std::string(info.param.name);
-                         });
+                         paramname::ByName());
 
 }  // namespace

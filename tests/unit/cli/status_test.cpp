@@ -7,6 +7,7 @@
 #include <string>
 
 #include "cli/status.h"
+#include "tests/unit/param_names.h"
 
 namespace {
 
@@ -33,7 +34,8 @@ INSTANTIATE_TEST_SUITE_P(
                       // A missing closing quote ends at the end of the reply.
                       DecodeCase{"ERROR CODE=\"74", 74}, DecodeCase{"ERROR CODE=", 0},
                       // 32 bits, wrapping.
-                      DecodeCase{"ERROR CODE=\"4294967297\"", 1}));
+                      DecodeCase{"ERROR CODE=\"4294967297\"", 1}),
+    paramname::Numbered([](const DecodeCase& c) { return c.reply; }));
 
 struct TextCase {
     int code;
@@ -77,7 +79,8 @@ INSTANTIATE_TEST_SUITE_P(
                       // Unlisted codes.
                       TextCase{0, "", "Disk Test Failed"}, TextCase{50, "", "Disk Test Failed"},
                       TextCase{65, "", "Disk Test Failed"}, TextCase{89, "", "Disk Test Failed"},
-                      TextCase{142, "", "Disk Test Failed"}, TextCase{0xB1, "", "Disk Test Failed"}));
+                      TextCase{142, "", "Disk Test Failed"}, TextCase{0xB1, "", "Disk Test Failed"}),
+    paramname::Numbered([](const TextCase& c) { return c.code; }));
 
 struct MethodCase {
     const char* reply;
@@ -99,7 +102,8 @@ INSTANTIATE_TEST_SUITE_P(
                       MethodCase{"ERROR CODE=\"7x\"", ""}, MethodCase{"<VALUE>OK</VALUE>", " OK \n"},
                       // "OK" anywhere counts, inside a word too.
                       MethodCase{"ERROR CODE=\"71\" BOOKED", "Parameter Error\n OK \n"},
-                      MethodCase{"ok", ""}, MethodCase{"", ""}));
+                      MethodCase{"ok", ""}, MethodCase{"", ""}),
+    paramname::Numbered([](const MethodCase& c) { return c.reply; }));
 
 struct CleanCase {
     const char* name;
@@ -137,6 +141,6 @@ INSTANTIATE_TEST_SUITE_P(
         CleanCase{"nul_then_line_feed", "%00a\n", "a\n* "},
         // Characters below '0' are negative digits; the sign test lets some through.
         CleanCase{"below_zero", "%!1", std::string(1, '\x11')}, CleanCase{"empty", "", ""}),
-    [](const ::testing::TestParamInfo<CleanCase>& info) { return info.param.name; });
+    paramname::ByName());
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "cli_test_support.h"
+#include "tests/unit/param_names.h"
 
 namespace {
 
@@ -139,8 +140,6 @@ TEST_P(Usage, PrintsItsTextOnStandardOutput) {
 }
 
 INSTANTIATE_TEST_SUITE_P(All, Usage, testing::ValuesIn(kUsageCases),
-                         [](const testing::TestParamInfo<UsageCase>& info) {
-                             return std::string(info.param.name);
-                         });
+                         paramname::ByName());
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "controller/paths.h"
+#include "tests/unit/param_names.h"
 
 namespace {
 
@@ -74,7 +75,7 @@ const PathCase kPathCases[] = {
 };
 
 INSTANTIATE_TEST_SUITE_P(Paths, TargetPath, ::testing::ValuesIn(kPathCases),
-                         [](const ::testing::TestParamInfo<PathCase>& info) { return info.param.name; });
+                         paramname::ByName());
 
 TEST(TargetPath, PasswordGoesInUnchanged) {
     EXPECT_EQ(Build(pricmd::sys, "", "p@ss:word"),
@@ -116,6 +117,7 @@ INSTANTIATE_TEST_SUITE_P(Digits, HexValue,
                                            HexCase{'G', -1}, HexCase{':', -1}, HexCase{' ', -16},
                                            HexCase{'!', -15}, HexCase{'\0', -48},
                                            // Bytes above 0x7F are negative characters.
-                                           HexCase{'\xC3', -61 - 48}));
+                                           HexCase{'\xC3', -61 - 48}),
+                         paramname::Numbered([](const HexCase& c) { return c.c; }));
 
 }  // namespace

@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "controller/report_fields.h"
+#include "tests/unit/param_names.h"
 
 namespace {
 
@@ -316,6 +317,6 @@ INSTANTIATE_TEST_SUITE_P(
                   {Cell("-Description=", 33, Cut::Text), [](std::ostream& os) { os << std::setw(33) << "Power On"; }},
                   {Cell("-Data1=", 20, Cut::Text), [](std::ostream& os) { os << std::setw(20) << "x"; }}},
                  2}),
-    [](const ::testing::TestParamInfo<CellCase>& info) { return std::string(info.param.name); });
+    paramname::ByName());
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "controller/report_fields.h"
+#include "tests/unit/param_names.h"
 
 namespace {
 
@@ -56,7 +57,8 @@ INSTANTIATE_TEST_SUITE_P(
                       NumberCase{"-N=12\t34\n", 12}, NumberCase{"-N=12\r\n", 12},
                       // Wrapping at 2^64.
                       NumberCase{"-N=18446744073709551615\n", UINT64_MAX},
-                      NumberCase{"-N=18446744073709551616\n", 0}));
+                      NumberCase{"-N=18446744073709551616\n", 0}),
+    paramname::Numbered([](const NumberCase& c) { return c.text; }));
 
 TEST(CutNumber, NoLineEndOrNoKeyIsOutOfRange) {
     EXPECT_THROW(CutNumber("-N=12", "-N="), std::out_of_range);
@@ -112,6 +114,7 @@ TEST_P(HeldSizes, EveryByteIsHeldUntilWrittenThenForgotten) {
 INSTANTIATE_TEST_SUITE_P(Blocks, HeldSizes,
                          ::testing::Values(size_t{0}, size_t{1}, size_t{64} << 10, (size_t{64} << 10) + 1,
                                            size_t{1} << 20, (size_t{1} << 20) + (size_t{64} << 10) + 5,
-                                           (size_t{7} << 20) + 3));
+                                           (size_t{7} << 20) + 3),
+                         paramname::Numbered([](size_t size) { return size; }));
 
 }  // namespace

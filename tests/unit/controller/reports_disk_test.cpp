@@ -6,6 +6,7 @@
 
 #include "controller/reports.h"
 #include "report_support.h"
+#include "tests/unit/param_names.h"
 
 namespace {
 
@@ -68,7 +69,9 @@ TEST_P(DiskInfoUsage, Column) {
 INSTANTIATE_TEST_SUITE_P(Rules, DiskInfoUsage,
                          ::testing::Values(UsageCase{"", "255", ""}, UsageCase{"", "0", "Raid Set # 000"},
                                            UsageCase{"Hot Spare", "0", "Hot Spare"},
-                                           UsageCase{"Hot Spare", "255", "Hot Spare"}));
+                                           UsageCase{"Hot Spare", "255", "Hot Spare"}),
+                         paramname::Numbered(
+                             [](const UsageCase& c) { return std::string(c.usage) + " " + c.raidSet; }));
 
 TEST(DiskInfo, LongModelNamePushesTheRowRight) {
     const std::string model(30, 'M');
@@ -250,7 +253,9 @@ TEST_P(DiskInquiryUsage, Line) {
 
 INSTANTIATE_TEST_SUITE_P(Rules, DiskInquiryUsage,
                          ::testing::Values(InquiryUsage{"", "255", ""}, InquiryUsage{"", "3", "ext"},
-                                           InquiryUsage{"Free", "3", "Free"}));
+                                           InquiryUsage{"Free", "3", "Free"}),
+                         paramname::Numbered(
+                             [](const InquiryUsage& c) { return std::string(c.usage) + " " + c.slot; }));
 
 TEST(DiskInquiry, SlotAndEnclosureShownOneBased) {
     auto props = Replace(Replace(Common("X"), Num("EnclosureNumber", "7")), Num("SlotNumber", "255"));
@@ -278,7 +283,8 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(Blocks{"0", "0 B"}, Blocks{"999", "999 B"}, Blocks{"1000", "1000 B"},
                       Blocks{"1001", "1.001 KB"}, Blocks{"1000000", "1000 KB"}, Blocks{"1000001", "1 MB"},
                       Blocks{"1234567", "1.23457 MB"}, Blocks{"1000000000", "1000 MB"},
-                      Blocks{"1000000001", "1 GB"}, Blocks{"2000398934016", "2000.4 GB"}));
+                      Blocks{"1000000001", "1 GB"}, Blocks{"2000398934016", "2000.4 GB"}),
+    paramname::Numbered([](const Blocks& c) { return c.count; }));
 
 TEST(DiskInquiry, AbsentKeyIsOutOfRange) {
     auto props = Common("SATA");

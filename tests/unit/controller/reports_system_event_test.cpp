@@ -8,6 +8,7 @@
 
 #include "controller/reports.h"
 #include "report_support.h"
+#include "tests/unit/param_names.h"
 
 namespace {
 
@@ -81,7 +82,8 @@ TEST_P(SystemNumbers, ThirtyTwoBitSigned) {
 INSTANTIATE_TEST_SUITE_P(Wrap, SystemNumbers,
                          ::testing::Values(MemoryCase{"0", "0"}, MemoryCase{"2147483647", "2147483647"},
                                            MemoryCase{"2147483648", "-2147483648"},
-                                           MemoryCase{"4294967295", "-1"}, MemoryCase{"4294967297", "1"}));
+                                           MemoryCase{"4294967295", "-1"}, MemoryCase{"4294967297", "1"}),
+                         paramname::Numbered([](const MemoryCase& c) { return c.rendered; }));
 
 TEST(SystemInfo, NoInstancesPrintsTheFrameOnly) {
     EXPECT_EQ(SystemReport({}),

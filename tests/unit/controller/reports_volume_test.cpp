@@ -6,6 +6,7 @@
 
 #include "controller/reports.h"
 #include "report_support.h"
+#include "tests/unit/param_names.h"
 
 namespace {
 
@@ -115,7 +116,9 @@ INSTANTIATE_TEST_SUITE_P(States, VolumeProgress,
                                            StateCase{"Rebuilding", "0", "Rebuilding(0.0%)"},
                                            StateCase{"Normal", "453", "Normal"},
                                            StateCase{"rebuilding", "453", "rebuilding"},
-                                           StateCase{"Rebuilding ", "453", "Rebuilding "}));
+                                           StateCase{"Rebuilding ", "453", "Rebuilding "}),
+                         paramname::Numbered(
+                             [](const StateCase& c) { return std::string(c.state) + " " + c.progress; }));
 
 TEST(VolumeInquiry, ProgressReadOnlyWhileItMatters) {
     auto props = Volume("Normal", "0", "1");
@@ -143,7 +146,8 @@ INSTANTIATE_TEST_SUITE_P(Boundaries, VolumeCapacity,
                                            Bytes{"1000000", "1000KB"}, Bytes{"1234567", "1.235MB"},
                                            Bytes{"1000000000", "1000MB"}, Bytes{"1000000001", "1GB"},
                                            Bytes{"1500000000", "1.5GB"}, Bytes{"2000398934016", "2000GB"},
-                                           Bytes{"12345678901234", "1.235e+04GB"}));
+                                           Bytes{"12345678901234", "1.235e+04GB"}),
+                         paramname::Numbered([](const Bytes& c) { return c.count; }));
 
 // --------------------------------------------------------------- rsf info
 

@@ -4,6 +4,7 @@
 // the sink before the last byte is in.
 #include "fuzz/cimxml_replay.h"
 #include "xml_test_util.h"
+#include "tests/unit/param_names.h"
 
 #include <gtest/gtest.h>
 
@@ -92,7 +93,7 @@ TEST_P(Arriving, ComesToWhatTheWholeBodyGives) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Replies, Arriving, ::testing::ValuesIn(Cases()),
-                         [](const ::testing::TestParamInfo<Case>& info) { return std::string(info.param.name); });
+                         paramname::ByName());
 
 // The cases above must hold what they are named for.
 TEST(ArrivingCases, RenderOrFailAsMarked) {

@@ -2,6 +2,7 @@
 // element forms, result kinds, ownership and copies, and the key helpers.
 #include "xml/envelope.h"
 #include "xml_test_util.h"
+#include "tests/unit/param_names.h"
 
 #include <gtest/gtest.h>
 
@@ -227,7 +228,8 @@ INSTANTIATE_TEST_SUITE_P(
         ResultCase{"<CLASSNAME NAME=\"C\"/><CLASSNAME NAME=\"D\"/>", TypeClassNames, 2},
         ResultCase{"<VALUE>1</VALUE>", TypeValue, 1},
         ResultCase{"<VALUE.ARRAY><VALUE>1</VALUE></VALUE.ARRAY>", TypeValue, 1},
-        ResultCase{"<VALUE.REFERENCE><CLASSNAME NAME=\"C\"/></VALUE.REFERENCE>", TypeValue, 1}));
+        ResultCase{"<VALUE.REFERENCE><CLASSNAME NAME=\"C\"/></VALUE.REFERENCE>", TypeValue, 1}),
+    paramname::Numbered([](const ResultCase& c) { return c.content; }));
 
 TEST(Responses, AResponseWithoutResultIsNoReturnValue) {
     const std::string docs[] = {
