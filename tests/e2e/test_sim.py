@@ -23,8 +23,7 @@ import xml.etree.ElementTree as ET
 HERE = os.path.dirname(os.path.abspath(__file__))
 REPO = os.path.dirname(os.path.dirname(HERE))
 SIM = os.path.join(REPO, "sim", "rbz_sim.py")
-DTD = os.environ.get("RBZ_CIM_DTD",
-                     os.path.join(os.path.dirname(REPO), "shared", "cim-dtd", "DSP0203_2.3.1.dtd"))
+DTD = os.environ.get("RBZ_CIM_DTD", os.path.join(REPO, "tests", "data", "cim-dtd", "DSP0203_2.3.1.dtd"))
 sys.path.insert(0, HERE)
 sys.path.insert(0, os.path.join(REPO, "sim"))
 

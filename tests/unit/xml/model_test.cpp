@@ -329,8 +329,9 @@ TEST(Copies, ValuesAndResultsCopyDeeply) {
     ASSERT_NE(dynamic_cast<const LocalInstancepathValueXml*>(c->path.get()), nullptr);
     EXPECT_NE(c->path.get(), owp.path.get());
 
+    const std::string document = xmltest::dataFile("methodresponse-AuthPassword.xml");
     testing::internal::CaptureStdout();
-    CimXml cim(xmltest::dataFile("methodresponse-AuthPassword.xml"), 0);
+    CimXml cim(document, 0);
     testing::internal::GetCapturedStdout();
     const auto rspCopy = cim.getReturnData()->clone();
     std::string x, y;

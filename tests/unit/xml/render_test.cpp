@@ -362,8 +362,9 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(RenderMethodResponse, ReturnValueThenOutputParameters) {
     FlagGuard guard;
+    const std::string document = xmltest::dataFile("methodresponse-AuthPassword.xml");
     testing::internal::CaptureStdout();
-    CimXml cim(xmltest::dataFile("methodresponse-AuthPassword.xml"), 0);
+    CimXml cim(document, 0);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "MethodresponseXml:\n");
     const RetValXml* r = cim.getReturnData();
     EXPECT_EQ(render(*r),

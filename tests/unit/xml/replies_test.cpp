@@ -267,8 +267,9 @@ TEST(Corpus, GetClassWithMethodsAndParameters) {
 }
 
 TEST(Corpus, MethodResponseWithOutputParameters) {
+    const std::string document = dataFile("methodresponse-AuthPassword.xml");
     testing::internal::CaptureStdout();
-    CimXml cim(dataFile("methodresponse-AuthPassword.xml"), 0);
+    CimXml cim(document, 0);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "MethodresponseXml:\n");
     auto result = cim.takeReturnData();
     auto* rsp = dynamic_cast<MethodresponseXml*>(result.get());
