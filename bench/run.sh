@@ -15,7 +15,7 @@ bench=$build/bench/rbz_bench
 
 # The generated reply is checked against the CIM-XML DTD when both xmllint
 # and the DTD are at hand, so the figures are for a valid document.
-dtd=${RBZ_CIM_DTD:-$src/../shared/cim-dtd/DSP0203_2.3.1.dtd}
+dtd=${RBZ_CIM_DTD:-$src/tests/data/cim-dtd/DSP0203_2.3.1.dtd}
 if command -v xmllint > /dev/null && [ -f "$dtd" ]; then
     "$bench" --dump 20 | xmllint --noout --dtdvalid "$dtd" - && echo "generated reply: valid against $(basename "$dtd")"
 fi

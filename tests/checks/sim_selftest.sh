@@ -5,7 +5,7 @@
 set -euo pipefail
 
 src=${1:?usage: sim_selftest.sh SRC_DIR [BUILD_DIR]}
-dtd=${RBZ_CIM_DTD:-$src/../shared/cim-dtd/DSP0203_2.3.1.dtd}
+dtd=${RBZ_CIM_DTD:-$src/tests/data/cim-dtd/DSP0203_2.3.1.dtd}
 
 for tool in python3 openssl xmllint; do
     if ! command -v "$tool" >/dev/null; then

@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
 # Validates the reply corpus (tests/data) and the replies of a real CIM
-# server against the CIM-XML DTD.
+# server (tests/data/real-replies) against the CIM-XML DTD
+# (tests/data/cim-dtd).
 # Usage: bash xml_corpus.sh SRC_DIR BUILD_DIR
 set -u
 
 src=${1:?usage: xml_corpus.sh SRC_DIR BUILD_DIR}
-shared="$src/../shared"
-dtd="$shared/cim-dtd/DSP0203_2.3.1.dtd"
+data="$src/tests/data"
+dtd="$data/cim-dtd/DSP0203_2.3.1.dtd"
 
 command -v xmllint >/dev/null || { echo "xmllint not found (apt-get install libxml2-utils)"; exit 1; }
 [ -r "$dtd" ] || { echo "DTD not found: $dtd"; exit 1; }
@@ -28,7 +29,7 @@ fi
 
 status=0
 count=0
-for dir in "$src/tests/data" "$shared/real-replies"; do
+for dir in "$data" "$data/real-replies"; do
     n=0
     for f in "$dir"/*.xml; do
         [ -e "$f" ] || continue

@@ -10,6 +10,7 @@
 #pragma once
 
 #include "fuzz/fuzz_check.h"
+#include "tests/unit/test_files.h"
 
 #include <gtest/gtest.h>
 
@@ -39,8 +40,7 @@ inline std::vector<std::string> files(const std::string& target) {
 }
 
 inline std::string read(const std::string& target, const std::string& name) {
-    std::ifstream in(folder(target) / name, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    return testfiles::read((folder(target) / name).string());
 }
 
 // Runs `replay` on one saved input; a thrown exception fails the test.

@@ -55,14 +55,14 @@ INSTANTIATE_TEST_SUITE_P(Texts, ListParse, testing::Values(
     ListCase{"array_then_pair", 'm', "List=1,2,Other=5", "List=[1|2] ; Other=5"},
     ListCase{"two", 'm', "Enable=Y,Other=5", "Enable=Y ; Other=5"},
     // Undeclared names stay in the list; the caller drops them.
-    ListCase{"undeclared", 'm', "Foo=1,Enable=Y", "Foo=1 ; Enable=Y"},
+    ListCase{"undeclared_attribute", 'm', "Foo=1,Enable=Y", "Foo=1 ; Enable=Y"},
     // A leading bare token extends the working entry, which is never stored.
     ListCase{"leading_bare_token", 'm', "X,Enable=Y", "Enable=Y"},
     // A bare token naming a declared parameter ends the parse.
     ListCase{"bare_declared_name", 'm', "Foo=1,Enable,Other=2", "Foo=1"},
     ListCase{"empty", 'm', "", ""}, ListCase{"only_a_declared_name", 'm', "Enable", ""},
     // A reference runs up to the next segment that starts a declared name, in any case.
-    ListCase{"reference", 'm', "Ref=Quilo_X.Tag=\"1\",Other=5", "Ref=Quilo_X.Tag=\"1\" ; Other=5"},
+    ListCase{"reference_then_pair", 'm', "Ref=Quilo_X.Tag=\"1\",Other=5", "Ref=Quilo_X.Tag=\"1\" ; Other=5"},
     ListCase{"reference_keys", 'm', "Ref=Quilo_X.Tag=\"1\",Id=2,Other=5", "Ref=Quilo_X.Tag=\"1\",Id=2 ; Other=5"},
     ListCase{"reference_at_the_end", 'm', "Ref=Quilo_X.Tag=\"1\",Id=2", "Ref=Quilo_X.Tag=\"1\",Id=2"},
     ListCase{"piece_of_a_name", 'm', "Ref=Quilo_X.Tag=\"1\",Oth=5", "Ref=Quilo_X.Tag=\"1\" ; Oth=5"},
@@ -71,7 +71,7 @@ INSTANTIATE_TEST_SUITE_P(Texts, ListParse, testing::Values(
     // Not in array mode a single reference keeps its commas.
     ListCase{"reference_commas", 'm', "Ref=Quilo_Y.A=1,Quilo_Y.A=2", "Ref=Quilo_Y.A=1,Quilo_Y.A=2"},
     // A reference array is cut before every further path.
-    ListCase{"reference_array", 'm', "Refs=Quilo_X.Tag=\"1\",Id=2,Quilo_X.Tag=\"2\",Id=3",
+    ListCase{"reference_array_two", 'm', "Refs=Quilo_X.Tag=\"1\",Id=2,Quilo_X.Tag=\"2\",Id=3",
              "Refs=[Quilo_X.Tag=\"1\",Id=2|Quilo_X.Tag=\"2\",Id=3]"},
     ListCase{"reference_array_of_one", 'm', "Refs=Quilo_X.Tag=\"1\"", "Refs=Quilo_X.Tag=\"1\""},
     ListCase{"reference_array_decimal_point", 'm', "Refs=A.k=1.5,B.k=2", "Refs=[A.k=1.5|B.k=2]"},
@@ -80,11 +80,11 @@ INSTANTIATE_TEST_SUITE_P(Texts, ListParse, testing::Values(
     ListCase{"array_mode_stays", 'm', "Refs=Quilo_X.Tag=\"1\",Ref=Quilo_Y.A=1,Quilo_Y.A=2",
              "Refs=Quilo_X.Tag=\"1\" ; Ref=[Quilo_Y.A=1|Quilo_Y.A=2]"},
     ListCase{"array_property", 'c', "Name=disk1,List=1,2", "Name=disk1 ; List=[1|2]"},
-    ListCase{"reference_property", 'c', "Owner=Quilo_X.A=1,B=2,Name=x", "Owner=Quilo_X.A=1,B=2 ; Name=x"},
+    ListCase{"reference_property_keys", 'c', "Owner=Quilo_X.A=1,B=2,Name=x", "Owner=Quilo_X.A=1,B=2 ; Name=x"},
     // No array mode: a reference keeps all its paths in one value.
     ListCase{"reference_property_paths", 'c', "Owner=Quilo_X.A=1,Quilo_X.A=2", "Owner=Quilo_X.A=1,Quilo_X.A=2"},
     ListCase{"undeclared_property", 'c', "Extra=1,Name=n", "Extra=1 ; Name=n"},
-    ListCase{"plain", 'p', "A=1,B=2", "A=1 ; B=2"},
+    ListCase{"plain_pairs", 'p', "A=1,B=2", "A=1 ; B=2"},
     // Bare tokens go to a copy of an entry that is already stored.
     ListCase{"plain_bare_tokens", 'p', "A=1,2,3,B=4", "A=1 ; B=4"},
     ListCase{"plain_empty_value", 'p', "A=", "A="},

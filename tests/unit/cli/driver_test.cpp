@@ -122,7 +122,7 @@ std::vector<LineCase> LineCases() {
         {"password_of_300000_bytes", {"-i", "h", "-u", "root", "sys", "info"}, std::string(300000, '\xff') + "\nrest\n",
          "h|root|" + std::string(300000, '\xff') + "||5.1312|-,-,-", "\r", "rest\n"},
         // Both new controller passwords are read, then the ESXi one.
-        {"chgpw", {"-i", "h", "-u", "root", "sys", "chgpw"}, longPassword + "\n" + longPassword + "\nesxi\nrest",
+        {"chgpw_twice_the_same", {"-i", "h", "-u", "root", "sys", "chgpw"}, longPassword + "\n" + longPassword + "\nesxi\nrest",
          "h|root|esxi|ChangePassword.password=" + longPassword + "|5.1283|-,-,-", "\r", "rest"},
         {"chgpw_differing_in_the_last_character", {"-i", "h", "-u", "root", "sys", "chgpw"},
          longPassword + "\n" + longPassword.substr(1) + "m\nesxi\n", "-", "\rDescript", "esxi\n"},
@@ -155,7 +155,7 @@ TEST_P(Wait, SetsTheWaitPeriod) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Values, Wait, testing::Values(
-    WaitCase{"decimal", {"-w", "5"}, 5}, WaitCase{"hexadecimal", {"-w", "0x10"}, 16},
+    WaitCase{"decimal", {"-w", "5"}, 5}, WaitCase{"hexadecimal_0x10", {"-w", "0x10"}, 16},
     WaitCase{"octal", {"-w", "010"}, 8}, WaitCase{"forever", {"-w", "-1"}, -1},
     WaitCase{"not_a_number", {"-w", "abc"}, 0}, WaitCase{"trailing_garbage", {"-w", "3s"}, 3},
     WaitCase{"last_wins", {"-w", "5", "-w", "7"}, 7}, WaitCase{"absent", {}, 99},

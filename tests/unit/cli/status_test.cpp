@@ -60,7 +60,7 @@ INSTANTIATE_TEST_SUITE_P(Messages, StatusCleanUp, testing::Values(
     CleanCase{"eight_bit", "x%C3y%80", "x%C3y%80"}, CleanCase{"bad_digits", "%4g%g4", "%4g%g4"},
     CleanCase{"percent_at_the_end", "ab%", "ab%"}, CleanCase{"percent_one_before_the_end", "ab%4", "ab%4"},
     // %00 inserts nothing and steps over the character after it.
-    CleanCase{"nul", "a%00b", "ab"}, CleanCase{"nul_then_escape", "%00%41", "%41"},
+    CleanCase{"nul_between", "a%00b", "ab"}, CleanCase{"nul_then_escape", "%00%41", "%41"},
     // Past the real end a terminating NUL is read, which marks a last line.
     CleanCase{"nul_then_line_feed", "%00a\n", "a\n* "},
     // Characters below '0' are negative digits; the sign test lets some through.

@@ -57,7 +57,7 @@ const FieldCase kFieldCases[] = {
     Num("UInt32Wraps", Cut::UInt32, Form::Value, "4294967297", "1"),
     Num("UInt64WrapsAt2To64", Cut::UInt64, Form::Value, "18446744073709551616", "0"),
     {"IndexCountsFromOne", {Cell({}, 4, Cut::UInt32, Form::Index)}, "", "42  ", true, 41},
-    Num("PlusOne", Cut::UInt64, Form::PlusOne, "7", "8"),
+    Num("PlusOneOf7", Cut::UInt64, Form::PlusOne, "7", "8"),
     Num("PlusOneWrapsIn32Bits", Cut::UInt32, Form::PlusOne, "4294967295", "0"),
     Num("NaIf255", Cut::UInt64, Form::NaIf255, "255", "N.A."),
     Num("RaidSet255", Cut::UInt32, Form::NaIf255ElsePlusOne, "255", "N.A."),

@@ -1,6 +1,7 @@
 // The reply header callback, fed crafted lines the way libcurl hands them:
 // one line at a time, CR LF included, with no terminating zero.
 #include "transport/cimom_curl.h"
+#include "tests/unit/param_names.h"
 
 #include <gtest/gtest.h>
 
@@ -22,8 +23,6 @@ struct HeaderCase {
     int code;
     std::string errorHeader;
 };
-
-std::string label(const testing::TestParamInfo<HeaderCase>& info) { return info.param.name; }
 
 HeaderCase line(const char* name, const std::string& text, std::string description, int code,
                 std::string errorHeader) {
@@ -83,7 +82,7 @@ TEST_P(HeaderCbTest, FillsOnlyTheMatchingField) {
     EXPECT_EQ(std::string(bytes.begin(), bytes.end()), c.memory) << "the line must be left as it came";
 }
 
-INSTANTIATE_TEST_SUITE_P(Lines, HeaderCbTest, testing::ValuesIn(headerCases), label);
+INSTANTIATE_TEST_SUITE_P(Lines, HeaderCbTest, testing::ValuesIn(headerCases), paramname::ByName());
 
 TEST(HeaderCb, CountIsSizeTimesItems) {
     std::string text = "CIMStatusCode: 3\r\n";   // 18 bytes as 2 items of 9

@@ -5,6 +5,7 @@
 
 #include "cim/url.h"
 #include "xml/render_flags.h"
+#include "tests/unit/param_names.h"
 
 #include <gtest/gtest.h>
 
@@ -78,7 +79,7 @@ TEST_P(GenRequestTest, AddressAndHeaders) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Paths, GenRequestTest, testing::ValuesIn(requestCases),
-                         [](const testing::TestParamInfo<RequestCase>& info) { return info.param.name; });
+                         paramname::ByName());
 
 TEST(GenRequest, KeysAreWrittenOnOneLineAndUseNlIsRestored) {
     CimomCurl transport;
@@ -156,7 +157,7 @@ TEST_P(CredentialsTest, FromThePath) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Paths, CredentialsTest, testing::ValuesIn(credentialCases),
-                         [](const testing::TestParamInfo<CredentialCase>& info) { return info.param.name; });
+                         paramname::ByName());
 
 TEST(Credentials, AskedOnlyOnceForThePath) {
     prompts.clear();
@@ -227,7 +228,7 @@ TEST_P(CertificatesTest, Message) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Arguments, CertificatesTest, testing::ValuesIn(certificateCases),
-                         [](const testing::TestParamInfo<CertificateCase>& info) { return info.param.name; });
+                         paramname::ByName());
 
 // Every target of the command set is https: a libcurl without SSL could not
 // serve this system at all.

@@ -6,6 +6,7 @@
 #include "cim/url.h"
 #include "xml/envelope.h"
 #include "xml/errors.h"
+#include "tests/unit/param_names.h"
 
 #include <gtest/gtest.h>
 
@@ -390,7 +391,7 @@ TEST_P(SimFailureTest, MessageWhenReadWhileArriving) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Replies, SimFailureTest, testing::ValuesIn(failureCases),
-                         [](const testing::TestParamInfo<FailureCase>& info) { return info.param.name; });
+                         paramname::ByName());
 
 TEST_F(SimTest, CimStatusIsThrownAsErrorXml) {
     start({"--scenario", "EnumerateInstances:cimstatus=6:desc=gone"});
@@ -488,7 +489,7 @@ TEST_P(DebugTest, CurlDebugSwitchesLibcurlTraces) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Values, DebugTest, testing::ValuesIn(debugCases),
-                         [](const testing::TestParamInfo<DebugCase>& info) { return info.param.name; });
+                         paramname::ByName());
 
 // libcurl announces bodies above 1 MiB with "Expect: 100-continue" unless told
 // otherwise; the simulated server, like the CIM servers it stands for, refuses

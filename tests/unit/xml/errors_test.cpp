@@ -2,6 +2,7 @@
 // and the two ways an ErrorXml is made.
 #include "xml/envelope.h"
 #include "xml_test_util.h"
+#include "tests/unit/param_names.h"
 
 #include <gtest/gtest.h>
 
@@ -80,7 +81,8 @@ INSTANTIATE_TEST_SUITE_P(
                       CodeCase{"-3", "Invalid/Unknown CIM Error Code: "},
                       CodeCase{"abc", "Invalid/Unknown CIM Error Code: "},
                       CodeCase{"", "Invalid/Unknown CIM Error Code: "},
-                      CodeCase{"99999999999999999999", "Invalid/Unknown CIM Error Code: "}));
+                      CodeCase{"99999999999999999999", "Invalid/Unknown CIM Error Code: "}),
+    paramname::Numbered([](const CodeCase& c) { return c.code; }));
 
 TEST(ErrorFromReply, DescriptionNamingItsSymbolIsKept) {
     const std::string body = xmltest::reply(
@@ -131,7 +133,8 @@ INSTANTIATE_TEST_SUITE_P(
                       StatusCase{-1, "x", "Cim: (-1) Invalid/Unknown CIM Error Code: x"},
                       // Unlike the ERROR element, a description that names its
                       // symbol is dropped here.
-                      StatusCase{6, "CIM_ERR_NOT_FOUND: not here", "Cim: (6) "}));
+                      StatusCase{6, "CIM_ERR_NOT_FOUND: not here", "Cim: (6) "}),
+    paramname::Numbered([](const StatusCase& c) { return c.code; }));
 
 TEST(ErrorFromStatus, IsCaughtAsAnXmlException) {
     std::string description = "x";

@@ -6,6 +6,7 @@
 // that result.
 #include "fuzz/cimxml_replay.h"
 #include "xml_test_util.h"
+#include "tests/unit/param_names.h"
 
 #include <gtest/gtest.h>
 
@@ -55,14 +56,8 @@ TEST_P(CorpusReplay, EndsInARenderingOrAnExpectedException) {
     }
 }
 
-std::string fileTestName(const ::testing::TestParamInfo<std::string>& info) {
-    std::string name = info.param;
-    for (char& c : name)
-        if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
-    return name;
-}
-
-INSTANTIATE_TEST_SUITE_P(FuzzCorpus, CorpusReplay, ::testing::ValuesIn(corpusFiles()), fileTestName);
+INSTANTIATE_TEST_SUITE_P(FuzzCorpus, CorpusReplay, ::testing::ValuesIn(corpusFiles()),
+                         paramname::Numbered([](const std::string& file) { return file; }));
 
 // The corpus is where the test expects it, with the seeds in it.
 TEST(CorpusReplayFolder, HoldsTheSeeds) {
@@ -169,12 +164,7 @@ TEST_P(KnownResult, ReplayGivesIt) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Seeds, KnownResult, ::testing::ValuesIn(knownResults),
-                         [](const ::testing::TestParamInfo<Known>& info) {
-                             std::string name = info.param.file;
-                             for (char& c : name)
-                                 if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
-                             return name;
-                         });
+                         paramname::Numbered([](const Known& c) { return c.file; }));
 
 // The judge leaves the rendering switches at their defaults, whatever pass
 // it ran last.

@@ -2,6 +2,7 @@
 // element forms, result kinds, ownership and copies, and the key helpers.
 #include "xml/envelope.h"
 #include "xml_test_util.h"
+#include "tests/unit/param_names.h"
 
 #include <gtest/gtest.h>
 
@@ -220,7 +221,8 @@ INSTANTIATE_TEST_SUITE_P(
         ResultCase{"<CLASSNAME NAME=\"C\"/><CLASSNAME NAME=\"D\"/>", TypeClassNames, 2},
         ResultCase{"<VALUE>1</VALUE>", TypeValue, 1},
         ResultCase{"<VALUE.ARRAY><VALUE>1</VALUE></VALUE.ARRAY>", TypeValue, 1},
-        ResultCase{"<VALUE.REFERENCE><CLASSNAME NAME=\"C\"/></VALUE.REFERENCE>", TypeValue, 1}));
+        ResultCase{"<VALUE.REFERENCE><CLASSNAME NAME=\"C\"/></VALUE.REFERENCE>", TypeValue, 1}),
+    paramname::Numbered([](const ResultCase& c) { return c.content; }));
 
 TEST(Responses, AResponseWithoutResultIsNoReturnValue) {
     const std::string docs[] = {
@@ -320,8 +322,9 @@ TEST(Copies, ValuesAndResultsCopyDeeply) {
     ASSERT_NE(dynamic_cast<const LocalInstancepathValueXml*>(c->path.get()), nullptr);
     EXPECT_NE(c->path.get(), owp.path.get());
 
+    const std::string document = xmltest::dataFile("methodresponse-AuthPassword.xml");
     testing::internal::CaptureStdout();
-    CimXml cim(xmltest::dataFile("methodresponse-AuthPassword.xml"), 0);
+    CimXml cim(document, 0);
     testing::internal::GetCapturedStdout();
     const auto rspCopy = cim.getReturnData()->clone();
     std::string x, y;

@@ -2,6 +2,7 @@
 // document (a whole reply, or the fragment one element parser reads).
 #include "xml/envelope.h"
 #include "xml_test_util.h"
+#include "tests/unit/param_names.h"
 
 #include <gtest/gtest.h>
 
@@ -283,8 +284,6 @@ TEST_P(ParseFailures, ThrowsTheExactMessage) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Documents, ParseFailures, ::testing::ValuesIn(rows()),
-                         [](const ::testing::TestParamInfo<Row>& info) {
-                             return std::string(info.param.parser) + "_" + std::to_string(info.index);
-                         });
+                         paramname::Numbered([](const Row& c) { return c.parser; }));
 
 }  // namespace

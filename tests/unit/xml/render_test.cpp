@@ -2,6 +2,7 @@
 // for "-Name=" and cut values out of it, so every byte is a contract.
 #include "xml/envelope.h"
 #include "xml_test_util.h"
+#include "tests/unit/param_names.h"
 
 #include <gtest/gtest.h>
 
@@ -166,7 +167,8 @@ INSTANTIATE_TEST_SUITE_P(
         PropertyCase{numArrayProp, 1, 1, 0, 0, 0, false, "", "-N[]=1,2\n"},
         PropertyCase{refProp, 1, 0, 0, 0, 0, false, "", "-R=T.k=\"v\"\n"},
         PropertyCase{refProp, 1, 1, 0, 0, 1, false, "", "-R&={T.k=\"v\"}\n"},
-        PropertyCase{refProp, 0, 0, 0, 0, 1, false, "", "R={T.k=\"v\"}"}));
+        PropertyCase{refProp, 0, 0, 0, 0, 1, false, "", "R={T.k=\"v\"}"}),
+    paramname::Numbered([](const PropertyCase& c) { return c.xml; }));
 
 TEST(RenderKeyBinding, QuotesFollowTheValueType) {
     FlagGuard guard;
@@ -355,12 +357,14 @@ INSTANTIATE_TEST_SUITE_P(
                       ParameterCase{"<PARAMETER.ARRAY NAME=\"A\" TYPE=\"uint8\"/>", nullptr, 1, "-A[]\n"},
                       ParameterCase{"<PARAMETER.REFERENCE NAME=\"R\" REFERENCECLASS=\"C\"/>", nullptr, 1, "-R&\n"},
                       ParameterCase{"<PARAMETER.REFARRAY NAME=\"RA\" REFERENCECLASS=\"C\"/>", nullptr, 1,
-                                    "-RA#\n"}));
+                                    "-RA#\n"}),
+    paramname::Numbered([](const ParameterCase& c) { return c.xml; }));
 
 TEST(RenderMethodResponse, ReturnValueThenOutputParameters) {
     FlagGuard guard;
+    const std::string document = xmltest::dataFile("methodresponse-AuthPassword.xml");
     testing::internal::CaptureStdout();
-    CimXml cim(xmltest::dataFile("methodresponse-AuthPassword.xml"), 0);
+    CimXml cim(document, 0);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "MethodresponseXml:\n");
     const RetValXml* r = cim.getReturnData();
     EXPECT_EQ(render(*r),

@@ -3,6 +3,7 @@
 // gets.
 #include "xml/envelope.h"
 #include "xml_test_util.h"
+#include "tests/unit/param_names.h"
 
 #include <gtest/gtest.h>
 
@@ -128,7 +129,8 @@ INSTANTIATE_TEST_SUITE_P(
         ErrorReply{"sfcb-ErrorTest11.xml",
                    "Cim: (11) CIM_ERR_ALREADY_EXISTS: Operation cannot be carried out because an object already exists"},
         ErrorReply{"sfcb-GetProperty.xml",
-                   "Cim: (1) CIM_ERR_FAILED: DefaultProvider does not support property operations"}));
+                   "Cim: (1) CIM_ERR_FAILED: DefaultProvider does not support property operations"}),
+    paramname::Numbered([](const ErrorReply& c) { return c.file; }));
 
 // ---------------------------------------------------------------- our corpus
 
@@ -192,7 +194,8 @@ INSTANTIATE_TEST_SUITE_P(
         Enumeration{"enum-EventLog.xml", "Quilo_EventLog", 3,
                     ":Quilo_EventLog.CreationClassName=\"Quilo_EventLog\",Name=\"Event000\"",
                     "-Time=\"2024-03-01 12:40:51\"\n-Type=\"VolumeSet\"\n-Description=\"Complete Init\"\n"
-                    "-Data1=\"002:25:42\"\n"}));
+                    "-Data1=\"002:25:42\"\n"}),
+    paramname::Numbered([](const Enumeration& c) { return c.file; }));
 
 TEST(Corpus, PoolVolumesAreANumericArray) {
     FlagGuard guard;
@@ -264,8 +267,9 @@ TEST(Corpus, GetClassWithMethodsAndParameters) {
 }
 
 TEST(Corpus, MethodResponseWithOutputParameters) {
+    const std::string document = dataFile("methodresponse-AuthPassword.xml");
     testing::internal::CaptureStdout();
-    CimXml cim(dataFile("methodresponse-AuthPassword.xml"), 0);
+    CimXml cim(document, 0);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "MethodresponseXml:\n");
     auto result = cim.takeReturnData();
     auto* rsp = dynamic_cast<MethodresponseXml*>(result.get());

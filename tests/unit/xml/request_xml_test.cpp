@@ -2,6 +2,7 @@
 // properties the object path builds from "name=value" text.
 #include "xml/classes.h"
 #include "xml_test_util.h"
+#include "tests/unit/param_names.h"
 
 #include <gtest/gtest.h>
 
@@ -248,7 +249,8 @@ INSTANTIATE_TEST_SUITE_P(
                       TextCase{"Id=1-2", "Id", "string", "1-2"}, TextCase{"Tag=\"1\"", "Tag", "string", "1"},
                       TextCase{"Tag=\"true\"", "Tag", "string", "true"}, TextCase{"Tag=\"", "Tag", "string", ""},
                       TextCase{"Tag=", "Tag", "string", ""}, TextCase{"a=b=c", "a", "string", "b=c"},
-                      TextCase{"=v", "", "string", "v"}));
+                      TextCase{"=v", "", "string", "v"}),
+    paramname::Numbered([](const TextCase& c) { return c.text; }));
 
 TEST(PropertyFromTextErrors, TextWithoutEqualsIsRefused) {
     try {

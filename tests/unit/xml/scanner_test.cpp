@@ -2,6 +2,7 @@
 // text content cut in place, and the entity decoder.
 #include "xml/render_flags.h"
 #include "xml/xml_buffer.h"
+#include "tests/unit/param_names.h"
 
 #include <gtest/gtest.h>
 
@@ -193,7 +194,8 @@ INSTANTIATE_TEST_SUITE_P(
         AttrFailure{"<P NAME \"a\">", "Parse Exception: '=' expected in attribute list"},
         AttrFailure{"<P NAME=\"a\" 5>", "Parse Exception: Bad attribute list for P: "},
         AttrFailure{"<P NAME=\"a\"", "Parse Exception: Bad attribute list for P: "},
-        AttrFailure{"<P NAME=\"a\" / >", "Parse Exception: Bad attribute list for P: "}));
+        AttrFailure{"<P NAME=\"a\" / >", "Parse Exception: Bad attribute list for P: "}),
+    paramname::Numbered([](const AttrFailure& c) { return c.text; }));
 
 TEST(XmlBufferAttributes, UnquotedValueIsAStandardLogicError) {
     XmlBuffer xb("<P NAME=a>");
@@ -314,7 +316,8 @@ INSTANTIATE_TEST_SUITE_P(
                       Unescape{"&quot;x&quot;", 0, "\"x\""}, Unescape{"&quot;x&quot;", 1, "\\\"x\\\""},
                       Unescape{"&lt;&gt;&apos;", 1, "<>'"}, Unescape{"&LT;&Amp;&GT;", 0, "<&>"},
                       Unescape{"&#65;&nbsp;&", 0, "&#65;&nbsp;&"}, Unescape{"&amp", 0, "&amp"},
-                      Unescape{"&amp;lt;", 0, "&lt;"}, Unescape{"", 1, ""}));
+                      Unescape{"&amp;lt;", 0, "&lt;"}, Unescape{"", 1, ""}),
+    paramname::Numbered([](const Unescape& c) { return c.text; }));
 
 TEST(UnescapeXmlNull, NullTextIsEmpty) { EXPECT_EQ(unescapeXml(nullptr, 1), ""); }
 

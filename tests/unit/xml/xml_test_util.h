@@ -3,10 +3,9 @@
 // switches.
 #pragma once
 
+#include "tests/unit/test_files.h"
 #include "xml/render_flags.h"
 
-#include <fstream>
-#include <sstream>
 #include <string>
 
 namespace xmltest {
@@ -26,18 +25,14 @@ inline std::string iReply(const std::string& content, const std::string& method 
                  "\n</IRETURNVALUE>\n</IMETHODRESPONSE>");
 }
 
-inline std::string readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
+// A file's content; one that cannot be read fails the test with its name.
+inline std::string readFile(const std::string& path) { return testfiles::read(path); }
 
-inline std::string dataFile(const std::string& name) { return readFile(std::string(RBZ_SOURCE_DIR) + "/tests/data/" + name); }
+// A reply of our own under tests/data/.
+inline std::string dataFile(const std::string& name) { return readFile(testfiles::dataPath(name)); }
 
-inline std::string realReply(const std::string& name) {
-    return readFile(std::string(RBZ_SHARED_DIR) + "/real-replies/" + name);
-}
+// A reply written by a real CIM server, under tests/data/real-replies/.
+inline std::string realReply(const std::string& name) { return readFile(testfiles::dataPath("real-replies/" + name)); }
 
 // Saves the rendering switches and puts them back when the test ends.
 class FlagGuard {
