@@ -1,10 +1,14 @@
 // Helpers shared by the document layer's tests: reply envelopes around a
-// fragment, files of the corpus, and a guard that restores the rendering
-// switches.
+// fragment, files of the corpus, a guard that restores the rendering
+// switches, and the names of table rows.
 #pragma once
 
+#include "fuzz/cimxml_replay.h"
 #include "tests/unit/test_files.h"
 #include "xml/render_flags.h"
+#include "xml/xml_buffer.h"
+
+#include <gtest/gtest.h>
 
 #include <string>
 
@@ -48,6 +52,40 @@ public:
 
 private:
     int nl, type, val, quotes, refs;
+};
+
+// One element parsed from `text` with its own parser.
+template <class T>
+T parse(const std::string& text) {
+    XmlBuffer xb(text);
+    return T(xb);
+}
+
+inline std::string repeat(const std::string& text, int times) {
+    std::string out;
+    for (int i = 0; i < times; ++i) out += text;
+    return out;
+}
+
+// The kind of a result and its text under the current switches (the items
+// of a list one per line): what a caller of CimXml gets.
+inline std::string describe(const RetValXml& r, const char* q = "") {
+    static const char* const kinds[] = {"?",           "Instance",      "Instances",      "Class",
+                                        "InstanceName", "InstanceNames", "Classes",        "ClassName",
+                                        "ClassNames",   "NamedInstance", "NamedInstances", "ObjectWithPath",
+                                        "ObjectsWithPath", "Value",      "Methodresponse", "Paramvalue"};
+    std::string text = std::string(r.type > 0 && r.type <= TypeParamvalue ? kinds[r.type] : "?") + ": ";
+    cimxmlfuzz::render(r, text, q);
+    return text;
+}
+
+// Names the tests of a table after their rows' `name`, so that one row can
+// be run alone (ctest -R, --gtest_filter).
+struct RowName {
+    template <class Row>
+    std::string operator()(const ::testing::TestParamInfo<Row>& info) const {
+        return info.param.name;
+    }
 };
 
 }  // namespace xmltest
