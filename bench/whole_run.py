@@ -421,6 +421,8 @@ def ms(seconds):
 
 
 def mb(n_bytes):
+    if n_bytes < 0.1e6:
+        return "%.3f" % (n_bytes / 1e6)
     return "%.2f" % (n_bytes / 1e6) if n_bytes < 10e6 else "%.1f" % (n_bytes / 1e6)
 
 
