@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """A static HTTPS server for the whole-run benchmark (bench/whole_run.py).
 
-    python3 bench/static_server.py --events N --drives M [--request-log FILE]
+    python3 bench/static_server.py [--events N] [--drives M] [--pad BYTES] [--request-log FILE]
 
 Listens on 127.0.0.1 and answers POST /cimom from memory. The replies are
 the simulator's own (sim/*.py, imported and used as they are) for a
@@ -10,6 +10,16 @@ reply is made once, on the first request that asks for it (the benchmark's
 warm-up run makes all of them), and kept as bytes. Later requests with the
 same CIMMethod, CIMObject and body get those bytes without any work, so a
 timed run costs the server one dictionary look-up and one send.
+
+With --pad, the first instance of every GetInstance or EnumerateInstances
+reply gets extra string properties (PadNNNNNN, a value of 1,000 bytes each)
+until the reply is about BYTES long: a large reply for commands whose
+instances the simulator keeps few and small (`vsf inq`, `disk inq`,
+`sys info`, ...). The commands print none of these properties.
+
+Each reply goes out in one write (status line, headers and body together)
+on a socket with TCP_NODELAY, so that no reply waits for the client's
+delayed acknowledgement.
 
 HTTP as the simulator speaks it: HTTP/1.1 with keep-alive, HTTP Basic
 authentication, Content-Length on every reply; an Expect header gets 417.
@@ -76,11 +86,29 @@ def scaled_controller(events, drives):
     return controller
 
 
+PAD_VALUE = ("0123456789abcdefghijklmnopqrstuvwxyz" * 28)[:1000]
+PADDED_METHODS = ("GetInstance", "EnumerateInstances")
+
+
+def padded(body, size):
+    """`body` with PadNNNNNN properties in its first instance, about `size` bytes in all."""
+    end = body.find(b"</INSTANCE>")
+    if end < 0:
+        return body
+    one = len(b'<PROPERTY NAME="Pad000000" TYPE="string">\n<VALUE></VALUE>\n</PROPERTY>\n') + \
+        len(PAD_VALUE)
+    count = max(0, (size - len(body)) // one)
+    pad = "".join('<PROPERTY NAME="Pad%06d" TYPE="string">\n<VALUE>%s</VALUE>\n</PROPERTY>\n'
+                  % (i, PAD_VALUE) for i in range(count))
+    return body[:end] + pad.encode("ascii") + body[end:]
+
+
 class ReplyCache:
     """Replies by (CIMMethod, CIMObject, body); made by the simulator's service once."""
 
-    def __init__(self, service):
+    def __init__(self, service, pad=None):
         self.service = service
+        self.pad = pad
         self.replies = {}
         self.lock = threading.Lock()
 
@@ -91,6 +119,8 @@ class ReplyCache:
             if reply is not None:
                 return reply, False
             made = self.service.handle(HeaderView(headers), body)
+            if self.pad and made.status == 200 and headers.get("cimmethod") in PADDED_METHODS:
+                made.body = padded(made.body, self.pad)
             # Only good replies are kept; anything else is answered as it is.
             if made.status == 200 and not made.drop:
                 self.replies[key] = made
@@ -149,9 +179,9 @@ def send(tls, status, reason, headers, body, close):
     head.append("Content-Length: %d" % len(body))
     if close:
         head.append("Connection: close")
-    tls.sendall(("\r\n".join(head) + "\r\n\r\n").encode("latin-1"))
-    if body:
-        tls.sendall(body)
+    # One write: a reply sent as two would leave its second part waiting
+    # for the acknowledgement of the first.
+    tls.sendall(("\r\n".join(head) + "\r\n\r\n").encode("latin-1") + body)
 
 
 class Server:
@@ -188,7 +218,8 @@ class Server:
 
     def connection(self, conn):
         conn.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
-        conn.settimeout(30)
+        # Long enough for a slow reader (a run under valgrind) to take 200 MB.
+        conn.settimeout(600)
         try:
             tls = self.context.wrap_socket(conn, server_side=True)
         except (ssl.SSLError, OSError):
@@ -266,6 +297,8 @@ def main(argv=None):
     parser.add_argument("--port", type=int, default=0)
     parser.add_argument("--events", type=int, default=None, help="event log entries")
     parser.add_argument("--drives", type=int, default=None, help="drives")
+    parser.add_argument("--pad", type=int, default=None, metavar="BYTES",
+                        help="pad the first instance of instance replies to about BYTES")
     parser.add_argument("--user", default="root")
     parser.add_argument("--password", default="secret")
     parser.add_argument("--request-log", metavar="FILE")
@@ -275,7 +308,7 @@ def main(argv=None):
 
     context = tls_context(args.cache_dir)
     service = Service(scaled_controller(args.events, args.drives))
-    server = Server(args.port, context, ReplyCache(service), (args.user, args.password),
+    server = Server(args.port, context, ReplyCache(service, args.pad), (args.user, args.password),
                     Log(args.request_log))
 
     def stop(signum, frame):

@@ -1,38 +1,39 @@
 #!/usr/bin/env python3
-"""Whole runs of rbz against their floor: curl fetching the same bytes.
+"""Whole runs of rbz against curl sending the same requests to the same server.
 
-    python3 bench/whole_run.py [--rbz build-wb/rbz] [--runs 9] [--only large,scaling,startup,trips]
+    python3 bench/whole_run.py --rbz build-bench/rbz [--runs 15] [--only realistic,extreme,memory]
 
 rbz runs one command per process, so what a user waits for is the whole run:
-start-up, the TLS handshake, the requests, and reading and printing the
-reply. Four tables:
+start-up, the TLS handshake, three requests, reading the reply and printing
+the report. bench/static_server.py answers from memory with the simulator's
+replies scaled to N events / M drives (or padded to a given size); curl sends
+the very same three requests (headers and bodies as rbz sent them, taken from
+the server's request log) over one connection. The servers of one table run
+side by side and the runs go round them: rbz and curl on the first server,
+then on the second, and so on, the order of rbz and curl swapped every round,
+so that a change in the machine's load falls on every figure alike. The
+figures are medians; rbz/curl is the median of the ratios of the two runs of
+a round.
 
-1. Large replies. bench/static_server.py serves, from memory, the
-   simulator's replies for an event log of 100,000 entries and 2,000 drives.
-   `rbz event info` and `rbz disk info` are timed against one curl process
-   that sends the very same three requests (headers and bodies as rbz sent
-   them, taken from the server's log) over one connection, in alternating
-   runs. Printed: median wall and CPU time of each, the median of the
-   per-pair ratios rbz / curl, and peak resident memory of both, rbz's also
-   as a multiple of the reply size. Targets: ratio <= 1.3; rbz's peak <= 4x
-   the reply.
-2. Scaling. `rbz event info` at 1,000, 10,000 and 100,000 events; time per
-   event once the time of a run with a one-entry log (start-up, handshake,
-   round trips) is taken off. Target: 100,000 within 1.2x of 1,000.
-3. Start-up. `rbz -v` against `curl --version`. Target: ratio <= 1.2.
-4. Round trips, against the simulator (sim/rbz_sim.py): TLS connections and requests
-   of a query and of a change command, and the wall time of both when the
-   simulator waits 50 ms before every reply. Targets: one connection per
-   run; 3 requests per query, 6 per change; the delay adds no more than
-   6 x 50 ms (+10 %) to the change command.
+1. Realistic replies: `event info` at 1,000 and 5,000 events, `disk info` at
+   128 drives, `vsf inq vol=1`. Targets: rbz at most 1.8x curl; peak memory
+   of the 5,000-event run at most 24 MB.
+2. The extreme: `event info` at 1,000, 10,000 and 100,000 events. Targets:
+   100,000 at most 3.0x curl; the cost of each further event from 10,000 to
+   100,000 within 1.3x of its cost from 1,000 to 10,000.
+3. Memory: every query command with a reply of about 200 MB. Target: peak
+   resident memory (ru_maxrss) of rbz at most 2.5x the reply.
+4. Over all of them: one TLS connection per rbz process, counted by the
+   server.
 
-Every rbz output is checked before anything is timed: the table rows of
-`event info` and `disk info` are compared line by line with the data set,
-and curl's requests with rbz's. The exit status is 0 when every target is
-met, 3 when one is missed and 1 when something did not work.
+Every rbz output is checked before anything is timed (report rows against
+the data set, padded replies against the same command's output without
+padding), and curl's requests against rbz's. Exit status: 0 when every
+target is met, 3 when one is missed, 1 when something did not work.
 """
 
 import argparse
+import datetime
 import json
 import os
 import platform
@@ -48,16 +49,15 @@ import time
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 REPO = os.path.dirname(HERE)
-SIM = os.path.join(REPO, "sim", "rbz_sim.py")
 STATIC_SERVER = os.path.join(HERE, "static_server.py")
 sys.path.insert(0, HERE)
-sys.path.insert(0, os.path.join(REPO, "tests", "e2e"))
 
-import simctl                      # noqa: E402
 import static_server               # noqa: E402
 
-USER, PASSWORD, CONTROLLER_PASSWORD = "root", "secret", "0000"
+USER, PASSWORD = "root", "secret"
 SERVER_START_TIMEOUT = 60.0
+MIN_RUNS = 11
+PEAK_RUNS = 3
 
 
 class BenchError(RuntimeError):
@@ -71,25 +71,21 @@ class Sample:
     def __init__(self, wall, cpu, rss_kb):
         self.wall = wall          # seconds, spawn to exit
         self.cpu = cpu            # user + system seconds of the child
-        self.rss_kb = rss_kb      # ru_maxrss of the child
+        self.rss_kb = rss_kb      # ru_maxrss of the child (through GNU time), or None
 
 
-# A child's ru_maxrss starts at the resident size of the process it was
-# forked from (the kernel carries the high-water mark across exec), so a child
-# of this Python process would never show less than this process's own size.
-# GNU time forks the measured program from a process of about 1 MB and
-# reports that program's ru_maxrss; it is used for the peak when at hand.
-GNU_TIME = "/usr/bin/time" if os.access("/usr/bin/time", os.X_OK) else None
+# A child's ru_maxrss starts at the peak of the process it was forked from
+# (the kernel carries the high-water mark across exec), so a child of this
+# Python process would never show less than this process's own peak. GNU time
+# forks the measured program from a process of about 1 MB and reports that
+# program's ru_maxrss; peaks are taken through it, in runs of their own.
+GNU_TIME = "/usr/bin/time"
 
 
-def run_timed(cmd, stdin_path=None, stdout_path=None, peak=True):
-    """Runs `cmd` to its end; (Sample, exit status). Output goes to /dev/null unless named.
-
-    With `peak`, the peak resident size is taken through GNU time (which adds
-    its own fork and exec, well under a millisecond, to the wall time).
-    """
+def run_timed(cmd, stdin_path=None, stdout_path=None, peak=False):
+    """Runs `cmd` to its end; (Sample, exit status). Output goes to /dev/null unless named."""
     peak_file = None
-    if peak and GNU_TIME:
+    if peak:
         fd, peak_file = tempfile.mkstemp(prefix="rbz-peak-")
         os.close(fd)
         cmd = [GNU_TIME, "-f", "%M", "-o", peak_file, "--"] + list(cmd)
@@ -101,8 +97,7 @@ def run_timed(cmd, stdin_path=None, stdout_path=None, peak=True):
             process = subprocess.Popen(cmd, stdin=fin, stdout=fout, stderr=ferr)
             _, status, usage = os.wait4(process.pid, 0)
             wall = time.perf_counter() - start
-        process.returncode = os.waitstatus_to_exitcode(status)
-        rss_kb = usage.ru_maxrss
+        rss_kb = None
         if peak_file:
             with open(peak_file) as text:
                 numbers = re.findall(r"^(\d+)$", text.read(), re.M)
@@ -110,36 +105,43 @@ def run_timed(cmd, stdin_path=None, stdout_path=None, peak=True):
     finally:
         if peak_file:
             os.remove(peak_file)
-    return Sample(wall, usage.ru_utime + usage.ru_stime, rss_kb), process.returncode
+    return Sample(wall, usage.ru_utime + usage.ru_stime, rss_kb), os.waitstatus_to_exitcode(status)
 
 
-# The columns of /proc/stat's "cpu" line that say where the machine's time
-# went: user, nice, system, idle, iowait, irq, softirq, steal (guest time is
-# counted in user already).
+# The columns of /proc/stat's "cpu" line: user, nice, system, idle, iowait,
+# irq, softirq, steal.
 STAT_IDLE, STAT_STEAL, STAT_COLUMNS = 3, 7, 8
 
 
-def cpu_times():
-    """The machine's CPU time counters, all CPUs together; None without /proc/stat."""
-    try:
-        with open("/proc/stat") as stat:
-            fields = stat.readline().split()
-    except OSError:
-        return None
-    if len(fields) < STAT_COLUMNS + 1 or fields[0] != "cpu":
-        return None
-    return [int(x) for x in fields[1:STAT_COLUMNS + 1]]
+class CpuShares:
+    """The machine's idle and steal time over the timed runs, all CPUs together."""
 
+    def __init__(self):
+        self.spent = [0] * STAT_COLUMNS
+        self.before = None
 
-def time_shares(before, after):
-    """(idle, steal) as fractions of all CPU time between two cpu_times()."""
-    if before is None or after is None:
-        return None
-    spent = [b - a for a, b in zip(before, after)]
-    total = sum(spent)
-    if total <= 0:
-        return None
-    return spent[STAT_IDLE] / total, spent[STAT_STEAL] / total
+    @staticmethod
+    def read():
+        try:
+            with open("/proc/stat") as stat:
+                fields = stat.readline().split()
+        except OSError:
+            return None
+        if len(fields) < STAT_COLUMNS + 1 or fields[0] != "cpu":
+            return None
+        return [int(x) for x in fields[1:STAT_COLUMNS + 1]]
+
+    def start(self):
+        self.before = self.read()
+
+    def stop(self):
+        after = self.read()
+        if self.before and after:
+            self.spent = [s + b - a for s, a, b in zip(self.spent, self.before, after)]
+
+    def shares(self):
+        total = sum(self.spent)
+        return (self.spent[STAT_IDLE] / total, self.spent[STAT_STEAL] / total) if total else None
 
 
 def read_port(process, what):
@@ -163,14 +165,13 @@ def read_port(process, what):
 class StaticServer:
     """bench/static_server.py with its own request log."""
 
-    def __init__(self, events=None, drives=None):
-        self.dir = tempfile.mkdtemp(prefix="rbz-wholerun-")
+    def __init__(self, events=None, drives=None, pad=None):
+        self.dir = tempfile.mkdtemp(prefix="rbz-bench-")
         self.log_path = os.path.join(self.dir, "requests.jsonl")
         cmd = [sys.executable, STATIC_SERVER, "--request-log", self.log_path]
-        if events is not None:
-            cmd += ["--events", str(events)]
-        if drives is not None:
-            cmd += ["--drives", str(drives)]
+        for option, value in (("--events", events), ("--drives", drives), ("--pad", pad)):
+            if value is not None:
+                cmd += [option, str(value)]
         self.process = subprocess.Popen(cmd, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                                         stderr=subprocess.DEVNULL)
         try:
@@ -223,28 +224,39 @@ def expected_disk_rows(drives):
     return rows
 
 
-def check_report(path, rows, title):
-    """The report in `path` is the title block, the heading, `rows`, the separator."""
-    with open(path, "r", encoding="utf-8", errors="replace", newline="") as text:
-        lines = text.read().split("\n")
-    dash = "=" * 117
-    if lines[-1] != "":
-        raise BenchError("%s: output does not end with a line end" % title)
-    lines = lines[:-1]
-    head = ["\r" + dash, title, dash]
-    if lines[:3] != head or lines[-1] != dash:
-        raise BenchError("%s: title block or closing line differs" % title)
-    body = lines[4:-1]
-    if len(body) != len(rows):
-        raise BenchError("%s: %d rows printed, %d expected" % (title, len(body), len(rows)))
-    for number, (got, want) in enumerate(zip(body, rows)):
-        if got != want:
-            raise BenchError("%s: row %d is %r, expected %r" % (title, number + 1, got, want))
-    return len(lines)
+def report_check(rows, title):
+    """A check that the output is the title block, the heading, `rows`, the separator."""
+    def check(path):
+        with open(path, "r", encoding="utf-8", errors="replace", newline="") as text:
+            lines = text.read().split("\n")
+        dash = "=" * 117
+        if lines[-1] != "":
+            raise BenchError("%s: output does not end with a line end" % title)
+        lines = lines[:-1]
+        if lines[:3] != ["\r" + dash, title, dash] or lines[-1] != dash:
+            raise BenchError("%s: title block or closing line differs" % title)
+        body = lines[4:-1]
+        if len(body) != len(rows):
+            raise BenchError("%s: %d rows printed, %d expected" % (title, len(body), len(rows)))
+        for number, (got, want) in enumerate(zip(body, rows)):
+            if got != want:
+                raise BenchError("%s: row %d is %r, expected %r" % (title, number + 1, got, want))
+    return check
+
+
+def same_output_check(reference, what):
+    """A check that the output is `reference` (bytes) and not empty."""
+    def check(path):
+        with open(path, "rb") as text:
+            got = text.read()
+        if len(reference) < 200 or got != reference:
+            raise BenchError("%s: the output differs from the one without padding (%d against %d "
+                             "bytes)" % (what, len(got), len(reference)))
+    return check
 
 
 # ---------------------------------------------------------------------------
-# Large replies: rbz against curl on the same server
+# rbz and curl on the same server
 
 SKIPPED_HEADERS = {"host", "authorization", "content-length"}
 
@@ -263,7 +275,7 @@ def curl_command(requests, port, work_dir):
         for name, value in record["headers"]:
             if name.lower() not in SKIPPED_HEADERS:
                 cmd += ["-H", "%s: %s" % (name, value)]
-        # rbz's libcurl sends neither of these; the curl tool would.
+        # rbz's libcurl sends none of these; the curl tool would.
         cmd += ["-H", "User-Agent:", "-H", "Accept:", "-H", "Expect:"]
         cmd += ["--data-binary", "@" + body_path, "-o", os.devnull, url]
     return cmd
@@ -273,103 +285,145 @@ def header_set(record):
     return sorted((name.lower(), value) for name, value in record["headers"])
 
 
-class QueryResult:
-    def __init__(self, label, reply_bytes, rbz, curl, connections, built, shares=None):
+class Result:
+    def __init__(self, label, reply_bytes):
         self.label = label
-        self.shares = shares      # (idle, steal) of the machine during the timed runs
         self.reply_bytes = reply_bytes
-        self.rbz = rbz
-        self.curl = curl
-        self.connections = connections
-        self.built = built
+        self.rbz, self.curl, self.peaks = [], [], []
+        self.connections = {"rbz": [], "curl": []}     # per process
+        self.server = None
+        self.commands = {}                              # "rbz", "curl": command lines
+
+    def wall(self, who):
+        return statistics.median(s.wall for s in getattr(self, who))
+
+    def cpu(self, who):
+        return statistics.median(s.cpu for s in getattr(self, who))
 
     def ratio(self):
+        """Median of the ratios of the pairs of runs next to each other."""
         return statistics.median(r.wall / c.wall for r, c in zip(self.rbz, self.curl))
 
-    def cpu_ratio(self):
-        return statistics.median(r.cpu / c.cpu for r, c in zip(self.rbz, self.curl))
+    def peak_bytes(self):
+        return max(s.rss_kb for s in self.peaks) * 1024
 
-    @staticmethod
-    def median(samples, attr):
-        return statistics.median(getattr(s, attr) for s in samples)
+    def peak_mb(self):
+        return self.peak_bytes() / 1e6
 
-    def peak_mb(self, samples):
-        return max(s.rss_kb for s in samples) / 1024.0
+    def peak_per_reply(self):
+        return self.peak_bytes() / self.reply_bytes
 
 
-def measure_query(server, rbz, words, rows, title, runs, work_dir, with_curl=True):
-    """Checks the report once, then times `runs` alternating runs of rbz and curl."""
-    password_file = os.path.join(work_dir, "password")
-    with open(password_file, "w") as out:
-        out.write(PASSWORD + "\n")
-    rbz_cmd = [rbz, "-i", "127.0.0.1:%d" % server.port, "-u", USER] + words
-    output = os.path.join(work_dir, "output.txt")
+class Bench:
+    def __init__(self, rbz, work_dir):
+        self.rbz = rbz
+        self.work_dir = work_dir
+        self.shares = CpuShares()
+        self.password = os.path.join(work_dir, "password")
+        with open(self.password, "w") as out:
+            out.write(PASSWORD + "\n")
+        self.output = os.path.join(work_dir, "output.txt")
+        self.results = []
 
-    # Warm-up: the server makes its replies; the output is checked.
-    server.new_records()
-    sample, status = run_timed(rbz_cmd, password_file, output)
-    if status != 0:
-        raise BenchError("%s: rbz ended with status %d" % (title, status))
-    check_report(output, rows, title)
-    records = server.new_records()
-    requests = [r for r in records if r["event"] == "request"]
-    if [r.get("status") for r in requests] != [200, 200, 200]:
-        raise BenchError("%s: the warm-up run made %s" % (title, [(r["method"], r.get("status"))
-                                                                    for r in requests]))
-    reply_bytes = requests[-1]["bytes"]
+    def rbz_command(self, server, words):
+        return [self.rbz, "-i", "127.0.0.1:%d" % server.port, "-u", USER] + words
 
-    curl_cmd = curl_command(requests, server.port, work_dir) if with_curl else None
-    if with_curl:
-        # curl must send what rbz sent: same headers, same bodies.
-        sample, status = run_timed(curl_cmd)
+    def one_run(self, server, result, who, cmd, peak=False):
+        sample, status = run_timed(cmd, self.password if who == "rbz" else None, peak=peak)
         if status != 0:
-            raise BenchError("%s: curl ended with status %d" % (title, status))
-        sent = [r for r in server.new_records() if r["event"] == "request"]
-        if ([header_set(r) for r in sent] != [header_set(r) for r in requests]
-                or [r["body"] for r in sent] != [r["body"] for r in requests]):
-            raise BenchError("%s: curl's requests differ from rbz's:\n%s\n%s"
-                             % (title, [header_set(r) for r in sent], [header_set(r) for r in requests]))
+            raise BenchError("%s: %s ended with status %d" % (result.label, who, status))
+        records = server.new_records()
+        result.connections[who].append(sum(1 for r in records if r["event"] == "connection"))
+        built = [r for r in records if r.get("built")]
+        if built:
+            raise BenchError("%s: the server made a reply during a measured run" % result.label)
+        return sample
 
-    rbz_samples, curl_samples = [], []
-    times_before = cpu_times()
-    for run in range(runs):
-        order = [("rbz", rbz_cmd), ("curl", curl_cmd)]
-        if run % 2:
-            order.reverse()
-        for name, cmd in order:
-            if cmd is None:
-                continue
-            sample, status = run_timed(cmd, password_file if name == "rbz" else None)
+    def reference(self, server, words):
+        """The output of one run of rbz."""
+        run_timed(self.rbz_command(server, words), self.password, self.output)
+        with open(self.output, "rb") as text:
+            return text.read()
+
+    def prepare(self, server, words, check, label=None, with_curl=True):
+        """One run of rbz whose output is checked (the server makes its replies), and the
+        curl command that sends the same requests, checked to send them."""
+        label = label or " ".join(words)
+        rbz_cmd = self.rbz_command(server, words)
+        server.new_records()
+        _, status = run_timed(rbz_cmd, self.password, self.output)
+        if status != 0:
+            raise BenchError("%s: rbz ended with status %d" % (label, status))
+        check(self.output)
+        requests = [r for r in server.new_records() if r["event"] == "request"]
+        if [r.get("status") for r in requests] != [200, 200, 200]:
+            raise BenchError("%s: the warm-up run made %s"
+                             % (label, [(r["method"], r.get("status")) for r in requests]))
+        result = Result(label, requests[-1]["bytes"])
+        result.server, result.commands = server, {"rbz": rbz_cmd}
+        if with_curl:
+            curl_cmd = curl_command(requests, server.port,
+                                    tempfile.mkdtemp(prefix="curl-", dir=self.work_dir))
+            _, status = run_timed(curl_cmd)
             if status != 0:
-                raise BenchError("%s: %s ended with status %d" % (title, name, status))
-            (rbz_samples if name == "rbz" else curl_samples).append(sample)
-    shares = time_shares(times_before, cpu_times())
-    records = server.new_records()
-    connections = sum(1 for r in records if r["event"] == "connection")
-    built = sum(1 for r in records if r.get("built"))
-    return QueryResult(" ".join(words), reply_bytes, rbz_samples, curl_samples, connections, built, shares)
+                raise BenchError("%s: curl ended with status %d" % (label, status))
+            sent = [r for r in server.new_records() if r["event"] == "request"]
+            if ([header_set(r) for r in sent] != [header_set(r) for r in requests]
+                    or [r["body"] for r in sent] != [r["body"] for r in requests]):
+                raise BenchError("%s: curl's requests differ from rbz's" % label)
+            result.commands["curl"] = curl_cmd
+        self.results.append(result)
+        return result
+
+    def time_runs(self, results, runs):
+        """`runs` rounds; each round runs rbz and curl once for every result, in turn, the
+        order of the two swapped every round. A change of the machine's load during
+        the measurement falls on all of them alike."""
+        self.shares.start()
+        for run in range(runs):
+            for result in results:
+                order = ["rbz", "curl"] if run % 2 == 0 else ["curl", "rbz"]
+                for who in order:
+                    getattr(result, who).append(
+                        self.one_run(result.server, result, who, result.commands[who]))
+        self.shares.stop()
+
+    def peak_runs(self, result, runs=PEAK_RUNS):
+        for _ in range(runs):
+            result.peaks.append(self.one_run(result.server, result, "rbz", result.commands["rbz"],
+                                             peak=True))
+
+
+class Servers:
+    """Static servers started together and all stopped at the end."""
+
+    def __init__(self):
+        self.servers = []
+
+    def start(self, **options):
+        server = StaticServer(**options)
+        self.servers.append(server)
+        return server
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *exc):
+        for server in self.servers:
+            server.stop()
 
 
 # ---------------------------------------------------------------------------
 # Output
 
-class Verdicts:
-    def __init__(self):
-        self.rows = []
-
-    def add(self, target, result, met):
-        self.rows.append((target, result, met))
-
-    def all_met(self):
-        return all(met for _, _, met in self.rows)
-
-
-def mark(met):
-    return "met" if met else "**missed**"
-
-
 def ms(seconds):
     return "%.1f" % (seconds * 1000.0)
+
+
+def mb(n_bytes):
+    if n_bytes < 0.1e6:
+        return "%.3f" % (n_bytes / 1e6)
+    return "%.2f" % (n_bytes / 1e6) if n_bytes < 10e6 else "%.1f" % (n_bytes / 1e6)
 
 
 def print_table(header, rows):
@@ -378,6 +432,17 @@ def print_table(header, rows):
     for row in rows:
         print("| " + " | ".join(str(c) for c in row) + " |")
     print()
+
+
+class Targets:
+    def __init__(self):
+        self.rows = []
+
+    def add(self, target, measured, limit, met):
+        self.rows.append([target, measured, limit, "met" if met else "**missed**"])
+
+    def all_met(self):
+        return all(row[3] == "met" for row in self.rows)
 
 
 def machine():
@@ -390,265 +455,191 @@ def machine():
     with open("/proc/meminfo") as info:
         total = int(info.readline().split()[1]) // 1024
     curl = subprocess.run(["curl", "--version"], capture_output=True, text=True).stdout.split("\n")[0]
-    return "%s, %d CPUs, %d MB RAM, Linux %s, Python %s; %s" % (
+    return "%s, %d vCPUs, %d MB RAM, Linux %s, Python %s, %s" % (
         model, os.cpu_count(), total, platform.release(), platform.python_version(),
-        " ".join(curl.split()[:5]))
+        " ".join(curl.split()[:2]))
+
+
+def commit():
+    def git(*args):
+        return subprocess.run(["git", "-C", REPO] + list(args), capture_output=True,
+                              text=True).stdout.strip()
+    head = git("rev-parse", "--short=10", "HEAD") or "?"
+    # Changes in bench/ do not change what is measured.
+    dirty = git("status", "--porcelain", "--untracked-files=no", "--", ".", ":!bench")
+    return head + (" with uncommitted changes" if dirty else "")
 
 
 # ---------------------------------------------------------------------------
-# The four benchmarks
+# The benchmarks
 
-def bench_large(rbz, runs, events, drives, work_dir, verdicts):
-    print("## 1. Large replies (%d events, %d drives), %d runs each, alternating\n"
-          % (events, drives, runs))
-    # The peak of runs with one event and one drive: what rbz holds apart
-    # from the reply (libraries, TLS, the class definitions of the first
-    # requests).
-    base_peak = {}
-    server = StaticServer(1, 1)
-    try:
-        for words, rows, title in ((["event", "info"], expected_event_rows(1), "Event Log:"),
-                                   (["disk", "info"], expected_disk_rows(1), "Disk(s) Information:")):
-            small = measure_query(server, rbz, words, rows, title, 3, work_dir, with_curl=False)
-            base_peak[small.label] = small.peak_mb(small.rbz)
-    finally:
-        server.stop()
-    server = StaticServer(events, drives)
-    try:
-        results = [
-            measure_query(server, rbz, ["event", "info"], expected_event_rows(events),
-                          "Event Log:", runs, work_dir),
-            measure_query(server, rbz, ["disk", "info"], expected_disk_rows(drives),
-                          "Disk(s) Information:", runs, work_dir),
-        ]
-    finally:
-        server.stop()
+EVENT_TITLE, DISK_TITLE = "Event Log:", "Disk(s) Information:"
+
+
+def timed_row(r):
+    return [r.label, mb(r.reply_bytes), ms(r.wall("rbz")), ms(r.wall("curl")), "%.2f" % r.ratio(),
+            ms(r.cpu("rbz")), ms(r.cpu("curl"))]
+
+
+TIMED_HEADER = ["command", "reply MB", "rbz ms", "curl ms", "rbz/curl", "rbz CPU ms", "curl CPU ms"]
+
+
+def bench_realistic(bench, runs, targets):
+    print("## 1. Realistic replies, %d runs each, alternating\n" % runs)
+    with Servers() as servers:
+        rows = [bench.prepare(servers.start(events=events), ["event", "info"],
+                              report_check(expected_event_rows(events), EVENT_TITLE),
+                              "event info, {:,} events".format(events)) for events in (1000, 5000)]
+        rows.append(bench.prepare(servers.start(drives=128), ["disk", "info"],
+                                  report_check(expected_disk_rows(128), DISK_TITLE),
+                                  "disk info, 128 drives"))
+        server, words = servers.start(), ["vsf", "inq", "vol=1"]
+        rows.append(bench.prepare(server, words, same_output_check(bench.reference(server, words),
+                                                                   "vsf inq")))
+        bench.time_runs(rows, runs)
+        five = rows[1]
+        bench.peak_runs(five)
+    print_table(TIMED_HEADER, [timed_row(r) for r in rows])
+    for r in rows:
+        targets.add("`%s`: whole run against curl" % r.label, "%.2fx" % r.ratio(), "1.8x",
+                    r.ratio() <= 1.8)
+    targets.add("`%s`: peak memory" % five.label, "%.1f MB" % five.peak_mb(), "24 MB",
+                five.peak_mb() <= 24.0)
+
+
+def bench_extreme(bench, runs, targets):
+    sizes = (1000, 10000, 100000)
+    print("## 2. The extreme: `event info` at 1,000, 10,000 and 100,000 events, %d runs each, "
+          "alternating\n" % runs)
+    with Servers() as servers:
+        measured = {events: bench.prepare(servers.start(events=events), ["event", "info"],
+                                          report_check(expected_event_rows(events), EVENT_TITLE),
+                                          "event info, {:,} events".format(events))
+                    for events in sizes}
+        bench.time_runs([measured[n] for n in sizes], runs)
+    print_table(TIMED_HEADER, [timed_row(measured[n]) for n in sizes])
+
+    def per_event(low, high, what):
+        return (getattr(measured[high], what)("rbz") - getattr(measured[low], what)("rbz")) / (high - low)
+
+    cost = {what: (per_event(1000, 10000, what), per_event(10000, 100000, what))
+            for what in ("wall", "cpu")}
+    rows = [[what, "%.2f" % (low * 1e6), "%.2f" % (high * 1e6), "%.2f" % (high / low)]
+            for what, (low, high) in (("wall", cost["wall"]), ("CPU", cost["cpu"]))]
+    print_table(["rbz, per further event", "us, 1,000 to 10,000", "us, 10,000 to 100,000",
+                 "ratio"], rows)
+    print("Per further event: (median at the larger size - median at the smaller) / (difference "
+          "in events).\n")
+    big = measured[100000]
+    targets.add("`%s`: whole run against curl" % big.label, "%.2fx" % big.ratio(), "3.0x",
+                big.ratio() <= 3.0)
+    low, high = cost["wall"]
+    targets.add("cost of a further event, 10,000 to 100,000 against 1,000 to 10,000 (wall; CPU: "
+                "%.2f)" % (cost["cpu"][1] / cost["cpu"][0]),
+                "%.2f / %.2f us = %.2f" % (high * 1e6, low * 1e6, high / low), "1.3", high / low <= 1.3)
+
+
+def bench_memory(bench, size, targets):
+    print("## 3. Peak memory with a reply of about %d MB, %d runs each\n" % (size / 1e6, PEAK_RUNS))
+    # The bytes of an event and of a drive, from the replies at 1,000 of them.
+    per_item = {}
+    for kind, words in (("events", ["event", "info"]), ("drives", ["disk", "info"])):
+        with Servers() as servers:
+            per_item[kind] = bench.prepare(servers.start(**{kind: 1000}), words, lambda path: None,
+                                           with_curl=False).reply_bytes / 1000
+    events, drives = int(size / per_item["events"]), int(size / per_item["drives"])
+    enumerations = [(["event", "info"], dict(events=events), dict(events=1),
+                     report_check(expected_event_rows(events), EVENT_TITLE)),
+                    (["disk", "info"], dict(drives=drives), dict(drives=1),
+                     report_check(expected_disk_rows(drives), DISK_TITLE))]
+    padded = [["sys", "info"], ["vsf", "info"], ["rsf", "info"], ["vsf", "inq", "vol=1"],
+              ["disk", "inq", "enc=2", "slot=8"]]
     rows = []
-    for r in results:
-        rbz_peak = r.peak_mb(r.rbz)
-        rows.append([r.label, "%.1f" % (r.reply_bytes / 1e6),
-                     ms(r.median(r.rbz, "wall")), ms(r.median(r.curl, "wall")), "%.2f" % r.ratio(),
-                     ms(r.median(r.rbz, "cpu")), ms(r.median(r.curl, "cpu")), "%.2f" % r.cpu_ratio(),
-                     "%.1f" % rbz_peak, "%.1f" % r.peak_mb(r.curl),
-                     "%.2f" % (rbz_peak * 1024 * 1024 / r.reply_bytes),
-                     "%.2f" % ((rbz_peak - base_peak[r.label]) * 1024 * 1024 / r.reply_bytes)])
-        if r.built:
-            raise BenchError("%s: the server made %d replies during the timed runs" % (r.label, r.built))
-    print_table(["command", "reply MB", "rbz ms", "curl ms", "rbz/curl", "rbz CPU ms", "curl CPU ms",
-                 "CPU rbz/curl", "rbz peak MB", "curl peak MB", "rbz peak / reply",
-                 "(rbz peak - small run) / reply"], rows)
-    print("Times: medians; rbz/curl: median of the per-pair ratios of wall times. Reply: the "
-          "EnumerateInstances body. Peaks: the largest ru_maxrss of the runs; \"small run\": the "
-          "same command with one event and one drive (%s). TLS connections in the timed runs: %s "
-          "(one per process).\n"
-          % (", ".join("%s %.1f MB" % (label, peak) for label, peak in base_peak.items()),
-             ", ".join("%s %d for %d processes" % (r.label, r.connections, 2 * runs) for r in results)))
-    # Server, curl and rbz share these CPUs; time the host of a virtual
-    # machine gives to others (steal) is time none of them had.
-    shares = ["%s: idle %.1f %%, steal %.1f %%" % (r.label, 100 * r.shares[0], 100 * r.shares[1])
-              for r in results if r.shares]
-    if shares:
-        print("The machine's CPU time during the timed runs (/proc/stat, all CPUs): %s.\n"
-              % "; ".join(shares))
-    for r in results:
-        verdicts.add("`rbz %s` within 1.3x of curl" % r.label, "%.2f" % r.ratio(), r.ratio() <= 1.3)
-        peak = r.peak_mb(r.rbz) * 1024 * 1024 / r.reply_bytes
-        verdicts.add("`rbz %s` peak memory <= 4x the reply" % r.label, "%.2f" % peak, peak <= 4.0)
-    return results[0]
-
-
-def bench_scaling(rbz, runs, sizes, largest, work_dir, verdicts):
-    print("## 2. Scaling of `rbz event info`\n")
-    measured = {}
-    # The baseline is a log of one entry: an empty enumeration ends in
-    # "Nothing Returned" before any report is printed.
-    for size in [1] + sizes:
-        if largest is not None and size == largest.reply_bytes_events:
-            measured[size] = largest
-            continue
-        server = StaticServer(size, None)
-        try:
-            # Small sizes are quick and noisy: more runs.
-            count = runs if size >= 100000 else max(runs, 15)
-            measured[size] = measure_query(server, rbz, ["event", "info"], expected_event_rows(size),
-                                           "Event Log:", count, work_dir)
-        finally:
-            server.stop()
-    base = measured[1]
-    base_wall = base.median(base.rbz, "wall")
-    base_cpu = base.median(base.rbz, "cpu")
-    rows = []
-    per_event = {}
-    for size in sizes:
-        r = measured[size]
-        wall = r.median(r.rbz, "wall")
-        cpu = r.median(r.rbz, "cpu")
-        curl_wall = r.median(r.curl, "wall")
-        per_event[size] = ((wall - base_wall) / (size - 1), (cpu - base_cpu) / (size - 1))
-        rows.append(["{:,}".format(size), "%.1f" % (r.reply_bytes / 1e6), ms(wall), ms(cpu),
-                     "%.2f" % (per_event[size][0] * 1e6), "%.2f" % (per_event[size][1] * 1e6),
-                     ms(curl_wall), "%.2f" % r.ratio(), "%.1f" % r.peak_mb(r.rbz)])
-    print("One event: rbz %s ms wall, %s ms CPU; curl %s ms.\n"
-          % (ms(base_wall), ms(base_cpu), ms(base.median(base.curl, "wall"))))
-    print_table(["events", "reply MB", "rbz ms", "rbz CPU ms", "us/event", "CPU us/event",
-                 "curl ms", "rbz/curl", "rbz peak MB"], rows)
-    print("us/event: (median at N - median at one event) / (N - 1): the cost of an event, "
-          "without start-up, handshake and round trips.\n")
-    small, big = sizes[0], sizes[-1]
-    ratio = per_event[big][0] / per_event[small][0]
-    cpu_ratio = per_event[big][1] / per_event[small][1]
-    # Wall times of small runs wait on the server more than large ones do, so
-    # the wall ratio alone can hide growth that CPU time shows; both count.
-    verdicts.add("time per event at {:,} within 1.2x of {:,}".format(big, small),
-                 "wall %.2f, CPU %.2f" % (ratio, cpu_ratio), max(ratio, cpu_ratio) <= 1.2)
-
-
-def bench_startup(rbz, runs, verdicts):
-    print("## 3. Start-up, %d runs each, alternating\n" % runs)
-    samples = {"rbz": [], "curl": []}
-    peaks = {"rbz": [], "curl": []}
-    commands = [("rbz", [rbz, "-v"]), ("curl", ["curl", "--version"])]
-    for run in range(runs):
-        for name, cmd in (commands if run % 2 == 0 else commands[::-1]):
-            # Timed without GNU time in between: its fork would be a good part
-            # of a run this short. The peak comes from three more runs.
-            sample, status = run_timed(cmd, peak=False)
-            if status != 0:
-                raise BenchError("%s ended with status %d" % (" ".join(cmd), status))
-            samples[name].append(sample)
-    for name, cmd in commands * 3:
-        peaks[name].append(run_timed(cmd)[0].rss_kb or 0)
-    ratio = statistics.median(r.wall / c.wall for r, c in zip(samples["rbz"], samples["curl"]))
-    rows = []
-    for name, cmd in commands:
-        s = samples[name]
-        rows.append(["`%s`" % " ".join([name] + cmd[1:]), ms(statistics.median(x.wall for x in s)),
-                     ms(statistics.median(x.cpu for x in s)), "%.1f" % (max(peaks[name]) / 1024)])
-    print_table(["command", "wall ms", "CPU ms", "peak MB"], rows)
-    print("rbz / curl: %.2f (median of the per-pair ratios of wall times)\n" % ratio)
-    verdicts.add("`rbz -v` within 1.2x of `curl --version`", "%.2f" % ratio, ratio <= 1.2)
-
-
-def sim_failed_handshakes(sim):
-    match = re.search(r"(\d+) TLS connection\(s\), (\d+) failed handshake", sim.stderr())
-    return (int(match.group(1)), int(match.group(2))) if match else (None, None)
-
-
-def bench_round_trips(rbz, runs, delay_ms, work_dir, verdicts):
-    print("## 4. Round trips, against the simulator\n")
-    query_password = os.path.join(work_dir, "password")
-    change_password = os.path.join(work_dir, "passwords")
-    with open(query_password, "w") as out:
-        out.write(PASSWORD + "\n")
-    with open(change_password, "w") as out:
-        out.write(PASSWORD + "\n" + CONTROLLER_PASSWORD + "\n")
-    output = os.path.join(work_dir, "output.txt")
-    commands = [
-        ("query", ["event", "info"], query_password, 3, "Event Log:"),
-        ("change", ["sys", "beeperon"], change_password, 6, " OK "),
-    ]
-    servers = [("sim/rbz_sim.py", SIM)]
-    rows = []
-    walls = {}
-    for server, sim_path in servers:
-        for delay in (0, delay_ms):
-            sim = simctl.start(sim_path, ["--delay-ms", str(delay)])
-            try:
-                for kind, words, password, requests, shows in commands:
-                    cmd = [rbz, "-i", "127.0.0.1:%d" % sim.port, "-u", USER] + words
-                    samples = []
-                    for run in range(runs):
-                        before = sim.connections()
-                        sim.requests()
-                        sample, status = run_timed(cmd, password, output, peak=False)
-                        with open(output, encoding="utf-8", errors="replace") as text:
-                            printed = text.read()
-                        if status != 0 or shows not in printed:
-                            raise BenchError("rbz %s: status %d, output %r" % (" ".join(words), status,
-                                                                             printed[:200]))
-                        sent = sim.requests()
-                        connections = sim.connections() - before
-                        samples.append(sample)
-                        if run == 0 and delay == 0 and sim_path == SIM:
-                            rows.append(["`rbz %s`" % " ".join(words), connections, len(sent),
-                                         ", ".join(m for m, _ in sent)])
-                            verdicts.add("`rbz %s`: one connection, %d requests"
-                                         % (" ".join(words), requests),
-                                         "%d connection(s), %d requests" % (connections, len(sent)),
-                                         connections == 1 and len(sent) == requests)
-                    walls[(server, kind, delay)] = statistics.median(s.wall for s in samples)
-            finally:
-                sim.stop()
-                tls, failed = sim_failed_handshakes(sim)
-                sim.cleanup()
-            if failed:
-                raise BenchError("the simulator saw %d failed TLS handshakes" % failed)
-    print_table(["command", "TLS connections", "requests", "in order"], rows)
-    print("Each TLS connection is one TCP connection and one full handshake; the simulator "
-          "reported no failed handshake.\n")
-    timing = []
-    for server, _ in servers:
-        for kind, words, _, requests, _ in commands:
-            base, slow = walls[(server, kind, 0)], walls[(server, kind, delay_ms)]
-            added = slow - base
-            floor = requests * delay_ms / 1000.0
-            timing.append(["`rbz %s`" % " ".join(words), server, ms(base), ms(slow), ms(added),
-                           "%d x %d = %d" % (requests, delay_ms, requests * delay_ms),
-                           "%.2f" % (slow / floor)])
-            if kind == "change":
-                verdicts.add("`rbz %s`, %d ms before each reply: at most %d x %d ms (+10 %%) more "
-                             "than without" % (" ".join(words), delay_ms, requests, delay_ms),
-                             "%s ms more, %s ms in all" % (ms(added), ms(slow)), added <= floor * 1.1)
-    print_table(["command", "simulator", "ms, no delay", "ms, %d ms delay" % delay_ms, "added ms",
-                 "requests x delay", "wall / (requests x delay)"], timing)
-    print("Medians of %d runs each.\n" % runs)
+    for words, big, small, check in enumerations + [(w, dict(pad=size), {}, None) for w in padded]:
+        label = " ".join(words)
+        # The same command with a small reply: what rbz holds apart from the reply.
+        with Servers() as servers:
+            server = servers.start(**small)
+            reference = bench.reference(server, words)
+            small_result = bench.prepare(server, words, same_output_check(reference, label),
+                                         with_curl=False)
+            bench.peak_runs(small_result)
+        with Servers() as servers:
+            r = bench.prepare(servers.start(**big), words,
+                              check or same_output_check(reference, label), with_curl=False)
+            bench.peak_runs(r)
+        how = ("{:,} events".format(events) if "events" in big else
+               "{:,} drives".format(drives) if "drives" in big else "padded")
+        rows.append([r.label, how, mb(r.reply_bytes), "%.1f" % small_result.peak_mb(),
+                     "%.1f" % r.peak_mb(), "%.2f" % r.peak_per_reply(),
+                     "%.2f" % ((r.peak_bytes() - small_result.peak_bytes()) / r.reply_bytes),
+                     ms(statistics.median(s.wall for s in r.peaks))])
+        targets.add("`%s`: peak memory against a %s MB reply" % (r.label, mb(r.reply_bytes)),
+                    "%.2fx" % r.peak_per_reply(), "2.5x", r.peak_per_reply() <= 2.5)
+    print_table(["command", "reply", "reply MB", "peak MB, small reply", "peak MB", "peak / reply",
+                 "(peak - small) / reply", "rbz ms"], rows)
+    print("Padded: the addressed (or first) instance carries extra string properties of 1,000 "
+          "bytes each up to the size; the command prints none of them, and its output is checked "
+          "to be the same as without them. Peak: the largest ru_maxrss of the runs (GNU time); "
+          "MB are 10^6 bytes. Small reply: the same command with one event, one drive, or no "
+          "padding.\n")
 
 
 def main(argv=None):
     parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
-    parser.add_argument("--rbz", default=os.path.join(REPO, "build-wb", "rbz"))
-    parser.add_argument("--runs", type=int, default=9, help="timed runs of each program (default 9)")
-    parser.add_argument("--events", type=int, default=100000)
-    parser.add_argument("--drives", type=int, default=2000)
-    parser.add_argument("--sizes", default="1000,10000,100000", help="event counts of the scaling table")
-    parser.add_argument("--startup-runs", type=int, default=41)
-    parser.add_argument("--delay-ms", type=int, default=50)
-    parser.add_argument("--only", default="large,scaling,startup,trips",
-                        help="comma-separated subset of large,scaling,startup,trips")
+    parser.add_argument("--rbz", default=os.path.join(REPO, "build-bench", "rbz"))
+    parser.add_argument("--runs", type=int, default=15,
+                        help="timed runs of each program (default 15, at least %d)" % MIN_RUNS)
+    parser.add_argument("--reply-mb", type=int, default=200, help="reply size of the memory table")
+    parser.add_argument("--only", default="realistic,extreme,memory",
+                        help="comma-separated subset of realistic,extreme,memory")
     args = parser.parse_args(argv)
     if not os.access(args.rbz, os.X_OK):
         print("whole_run: no rbz at %s" % args.rbz, file=sys.stderr)
         return 1
-    if shutil.which("curl") is None:
-        print("whole_run: curl is needed", file=sys.stderr)
+    for tool in ("curl", GNU_TIME):
+        if shutil.which(tool) is None:
+            print("whole_run: %s is needed" % tool, file=sys.stderr)
+            return 1
+    if args.runs < MIN_RUNS:
+        print("whole_run: at least %d runs" % MIN_RUNS, file=sys.stderr)
         return 1
     only = set(args.only.split(","))
-    sizes = [int(s) for s in args.sizes.split(",")]
 
-    print("# Whole runs: rbz against curl\n")
-    print("Machine: %s\n" % machine())
-    verdicts = Verdicts()
-    work_dir = tempfile.mkdtemp(prefix="rbz-wholerun-")
+    print("# rbz against curl\n")
+    print("Machine: %s" % machine())
+    print("Date: %s; commit %s; load average at the start %.2f %.2f %.2f\n"
+          % ((datetime.datetime.now(datetime.timezone.utc).strftime("%Y-%m-%d %H:%M UTC"), commit())
+             + os.getloadavg()))
+    targets = Targets()
+    work_dir = tempfile.mkdtemp(prefix="rbz-bench-")
+    bench = Bench(args.rbz, work_dir)
     try:
-        largest = None
-        if "large" in only:
-            largest = bench_large(args.rbz, args.runs, args.events, args.drives, work_dir, verdicts)
-            largest.reply_bytes_events = args.events
-        if "scaling" in only:
-            bench_scaling(args.rbz, args.runs, sizes, largest, work_dir, verdicts)
-        if "startup" in only:
-            bench_startup(args.rbz, args.startup_runs, verdicts)
-        if "trips" in only:
-            bench_round_trips(args.rbz, max(3, args.runs // 2), args.delay_ms, work_dir, verdicts)
-    except (BenchError, simctl.SimError) as error:
+        if "realistic" in only:
+            bench_realistic(bench, args.runs, targets)
+        if "extreme" in only:
+            bench_extreme(bench, args.runs, targets)
+        if "memory" in only:
+            bench_memory(bench, args.reply_mb * 1000 * 1000, targets)
+    except BenchError as error:
         print("whole_run: %s" % error, file=sys.stderr)
         return 1
     finally:
         shutil.rmtree(work_dir, ignore_errors=True)
 
+    rbz_runs = [n for r in bench.results for n in r.connections["rbz"]]
+    curl_runs = [n for r in bench.results for n in r.connections["curl"]]
+    targets.add("TLS connections per rbz run (%d runs; curl: %s per run)"
+                % (len(rbz_runs), "/".join(str(n) for n in sorted(set(curl_runs))) or "-"),
+                "/".join(str(n) for n in sorted(set(rbz_runs))), "1", set(rbz_runs) == {1})
+
+    shares = bench.shares.shares()
+    if shares:
+        print("The machine during the timed runs (/proc/stat, all vCPUs): idle %.1f %%, steal "
+              "%.1f %%.\n" % (100 * shares[0], 100 * shares[1]))
     print("## Targets\n")
-    print_table(["target", "result", ""], [[t, r, mark(m)] for t, r, m in verdicts.rows])
-    return 0 if verdicts.all_met() else 3
+    print_table(["target", "measured", "limit", ""], targets.rows)
+    return 0 if targets.all_met() else 3
 
 
 if __name__ == "__main__":
