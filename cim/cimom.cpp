@@ -243,8 +243,13 @@ bool Cimom::enumInstances(URL& url, const char* propertyList, bool deepInheritan
                                     localOnly));
     std::string body = getResponse();
     if (body.empty()) return false;
-    CimXml cim(std::move(body), 0, &sink);
-    const std::unique_ptr<RetValXml> result = cim.takeReturnData();
+    // A single instance stays the result: it goes to the sink once the
+    // body it was read from is freed.
+    std::unique_ptr<RetValXml> result;
+    {
+        CimXml cim(std::move(body), 0, &sink);
+        result = cim.takeReturnData();
+    }
     if (result->type == TypeNamedInstance)
         sink.take(static_cast<NamedInstanceXml&>(*result));
     else if (result->type != TypeNamedInstances)

@@ -192,11 +192,32 @@ void ResetStream(std::ostream& os) {
     os.fill(' ');
 }
 
+namespace {
+
+// Room for an instance's rendering, set aside before it is written so that
+// the text of a large instance is not copied as it grows: a value may take
+// twice its size once its backslashes are escaped, and a line adds its
+// name and a few marks. Room that is never written is never touched.
+size_t RenderingRoom(const InstanceXml& instance) {
+    size_t room = 0;
+    for (const PropertyXml& p : instance.properties) {
+        room += p.name.size() + 8;
+        if (!p.value.exists()) continue;
+        const ValueXml& v = p.value.val();
+        room += 2 * v.value.size();
+        for (const ValueXml& e : v.elements) room += 2 * e.value.size() + 3;
+    }
+    return room;
+}
+
+}  // namespace
+
 void RenderNamedInstance(std::string& work, NamedInstanceXml& item) {
     work.clear();
     item.name.toStringBuffer(work, ":");
     item.instance.propagateKeyFlags(item.name.keys);
     work += '\n';
+    work.reserve(work.size() + RenderingRoom(item.instance));
     item.instance.toStringBuffer(work, "");
 }
 
@@ -205,5 +226,6 @@ void RenderInquiry(std::string& work, URL& path, InstanceXml& instance) {
     path.toStringBufferGI(work);
     work += '\n';
     instance.propagateKeyFlags(path.keys);
+    work.reserve(work.size() + RenderingRoom(instance));
     instance.toStringBuffer(work, "");
 }
