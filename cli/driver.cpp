@@ -9,6 +9,7 @@
 
 #include "cim/wipe.h"
 #include "cli/commands.h"
+#include "cli/long_options.h"
 #include "cli/password.h"
 #include "cli/status.h"
 #include "cli/usage.h"
@@ -147,7 +148,7 @@ void PrintHelp(pricmd primary) {
 }
 
 void PrintBanner() {
-    std::cerr << " Quilo Technology WBEM Client Utility v" << "1.6.3.1" << ", Date: "
+    std::cerr << " Quilo Technology WBEM Client Utility v" << kRbzVersion << ", Date: "
               << "2015/09/16" << '\n';
 }
 

@@ -1,7 +1,10 @@
 #include <curl/curl.h>
 
+#include <iostream>
+
 #include "cli/dispatch.h"
 #include "cli/driver.h"
+#include "cli/long_options.h"
 #include "cli/password.h"
 #include "transport/cimom_curl.h"
 
@@ -11,5 +14,22 @@ int main(int argc, char** argv) {
     // destroyed last, so every request travels over its connection.
     CimomCurl transport;
     CimomCurl::askPassword = getmypasswd;
-    return RunRbz(argc, argv, [&transport](CommandLine& cmd) { return DispatchCommand(transport, cmd); });
+
+    try {
+        LongOptionLine line(argc, argv);
+        const LongOptions& options = line.options();
+        if (options.help) {
+            PrintLongOptionsHelp(std::cout);
+            return 0;
+        }
+        if (options.version) {
+            std::cout << "rbz " << kRbzVersion << '\n';
+            return 0;
+        }
+        return RunRbz(line.argc(), line.argv(),
+                      [&transport](CommandLine& cmd) { return DispatchCommand(transport, cmd); });
+    } catch (const LongOptionError& e) {
+        std::cerr << "rbz: " << e.what() << '\n';
+        return 16;
+    }
 }

@@ -2,7 +2,8 @@
 # the tests need, and only those that are missing.
 
 RBZ_PACKAGES=(cmake g++ make libcurl4-openssl-dev libncurses-dev libgtest-dev python3 openssl
-              libxml2-utils dpkg-dev file groff-base man-db bash-completion)
+              libxml2-utils dpkg-dev file groff-base man-db bash-completion
+              nlohmann-json3-dev python3-jsonschema jq)
 
 rbz_install_missing() {
     local missing=() p
