@@ -27,6 +27,13 @@ public:
     explicit HttpException(const std::string& text) { set("Http Exception: ", text); }
 };
 
+// The run's network time ran out (the --timeout option). An HTTP failure as
+// far as the driver is concerned; told apart for machine-readable output.
+class TimeoutException : public HttpException {
+public:
+    explicit TimeoutException(const std::string& text) : HttpException(text) {}
+};
+
 class URLException : public XmlException {
 public:
     explicit URLException(const std::string& text) { set("Url Exception: ", text); }
