@@ -9,6 +9,7 @@
 #include "cim/avps.h"
 #include "cim/wipe.h"
 #include "xml/errors.h"
+#include "xml/render_flags.h"
 #include "xml/text.h"
 
 #include <cstdio>
@@ -434,7 +435,7 @@ std::string Cimom::callMethod2str(URL* url, const char* method, const char* para
 }
 
 std::unique_ptr<MethodresponseXml> Cimom::callMethod(URL& url, const char* method, const char* parameters) {
-    std::printf("%s:\n", "callMethod");
+    if (!quietOutput) std::printf("%s:\n", "callMethod");
     return expect<MethodresponseXml>(parseReply(callMethod2str(&url, method, parameters)), TypeMethodresponse);
 }
 

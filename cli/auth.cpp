@@ -8,8 +8,8 @@
 #include "cli/status.h"
 #include "controller/paths.h"
 
-bool VerifyControllerPassword(Cimom& cimom, const std::string& user, const std::string& password,
-                              const std::string& host, PasswordReader ask, std::ostream& os) {
+void SendControllerPassword(const std::string& user, const std::string& password, const std::string& host,
+                            PasswordReader ask, const ControllerCall& call) {
     if (ask == nullptr) ask = getmypasswd;
     std::string controllerPassword = ask("Enter RAID Controller's PassWord:");
     WipeOnExit forgetPassword(controllerPassword);
@@ -25,7 +25,16 @@ bool VerifyControllerPassword(Cimom& cimom, const std::string& user, const std::
     path.reserve(PathCapacity(user, password, host, invocation));
     BuildURL(pricmd::sys, path, invocation, user, password, host);
     URL controller(path.c_str());
-    const std::string reply = cimom.callMethod2str(&controller, "AuthPassword", arguments.c_str());
+    call(controller, "AuthPassword", arguments.c_str());
+}
+
+bool VerifyControllerPassword(Cimom& cimom, const std::string& user, const std::string& password,
+                              const std::string& host, PasswordReader ask, std::ostream& os) {
+    std::string reply;
+    SendControllerPassword(user, password, host, ask,
+                           [&cimom, &reply](URL& controller, const char* method, const char* arguments) {
+                               reply = cimom.callMethod2str(&controller, method, arguments);
+                           });
 
     if (const std::optional<int> code = DecodeStatus(reply)) os << VerifyStatusText(*code) << '\n';
     if (ReplyHasOk(reply)) return true;

@@ -6,6 +6,7 @@
 
 #include "cim/wipe.h"
 #include "cli/password.h"
+#include "xml/render_flags.h"
 
 namespace {
 
@@ -353,7 +354,7 @@ bool ParseArguments(char** words, subcmd* option, std::string& parameters) {
     }
     if (*option == subcmd::sys_chgpw && !ReadNewControllerPassword(parameters)) result = false;
 
-    std::cout << '\r';
+    if (!quietOutput) std::cout << '\r';
 
     // The text may hold a new password already: it grows without leaving
     // copies behind.

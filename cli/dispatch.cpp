@@ -86,23 +86,43 @@ void RunQuery(Cimom& cimom, URL& target, const Query& query) {
     }
 }
 
-// The parameter text is "Method.arguments". Without a dot both the method
-// name and the arguments are the whole text.
 int RunMethod(Cimom& cimom, URL& target, const CommandLine& cmd, PasswordReader ask) {
     if (!VerifyControllerPassword(cimom, cmd.user, cmd.password, cmd.host, ask)) return kPasswordRefused;
-    const std::string& text = cmd.parameters;
-    const size_t dot = text.find('.');
-    const std::string method = dot == std::string::npos ? text : text.substr(0, dot);
-    std::string arguments = dot == std::string::npos ? text : text.substr(dot + 1);
-    WipeOnExit forgetArguments(arguments);   // chgpw: the new password
-    const std::string reply = cimom.callMethod2str(&target, method.c_str(), arguments.c_str());
+    MethodCall call(cmd.parameters);
+    const std::string reply = cimom.callMethod2str(&target, call.method.c_str(), call.arguments.c_str());
     PrintMethodStatus(reply, std::cout);
     return 0;
 }
 
 }  // namespace
 
+// The parameter text is "Method.arguments". Without a dot both the method
+// name and the arguments are the whole text.
+MethodCall::MethodCall(const std::string& text) {
+    const size_t dot = text.find('.');
+    method = dot == std::string::npos ? text : text.substr(0, dot);
+    appendSecret(arguments, dot == std::string::npos ? std::string_view(text) : std::string_view(text).substr(dot + 1));
+}
+
+MethodCall::~MethodCall() { wipeText(arguments); }
+
+QueryKind QueryKindOf(subcmd option) {
+    const Query* query = FindQuery(option);
+    if (query == nullptr) return QueryKind::none;
+    return query->list ? QueryKind::list : QueryKind::item;
+}
+
 int DispatchCommand(Cimom& cimom, CommandLine& cmd, PasswordReader ask) {
+    return ServeTarget(cimom, cmd, [&cimom, &cmd, ask](URL& target) {
+        if (const Query* query = FindQuery(cmd.option)) {
+            RunQuery(cimom, target, *query);
+            return 0;
+        }
+        return RunMethod(cimom, target, cmd, ask);
+    });
+}
+
+int ServeTarget(Cimom& cimom, CommandLine& cmd, const std::function<int(URL& target)>& serve) {
     // Peer verification stays off; the files are passed as given.
     cimom.setClientCertificates(cmd.caCert, 1, cmd.clientCert, cmd.clientKey);
 
@@ -116,10 +136,5 @@ int DispatchCommand(Cimom& cimom, CommandLine& cmd, PasswordReader ask) {
     if (target.className.empty()) throw CmdException("Class name not specified");
 
     SetWaitPeriod(cimom, path);
-
-    if (const Query* query = FindQuery(cmd.option)) {
-        RunQuery(cimom, target, *query);
-        return 0;
-    }
-    return RunMethod(cimom, target, cmd, ask);
+    return serve(target);
 }

@@ -113,13 +113,15 @@ void ScanCommand(const Words& words, ScanState& state) {
         if (ParseCommands(words.argv + i, &state.cmd.primary, &state.cmd.option,
                           state.cmd.parameters)) {
             state.syntaxError = false;
+            state.cmd.command = words.argv[i];
+            if (i + 1 < words.count) state.cmd.command.append(" ").append(words.argv[i + 1]);
             return;
         }
         state.syntaxError = true;
     }
 }
 
-using UsagePrinter = void (*)();
+using UsagePrinter = void (*)(std::ostream&);
 
 // The usage printed by "-h", by primary command.
 constexpr UsagePrinter kHelpByPrimary[] = {
@@ -140,18 +142,6 @@ constexpr UsagePrinter kHelpByPrimary[] = {
     GeneralUsage,  // exit
 };
 
-void PrintHelp(pricmd primary) {
-    const auto index = static_cast<std::size_t>(primary);
-    constexpr std::size_t known = sizeof kHelpByPrimary / sizeof kHelpByPrimary[0];
-    const UsagePrinter print = index < known ? kHelpByPrimary[index] : GeneralUsage;
-    if (print != nullptr) print();
-}
-
-void PrintBanner() {
-    std::cerr << " Quilo Technology WBEM Client Utility v" << kRbzVersion << ", Date: "
-              << "2015/09/16" << '\n';
-}
-
 // A report that failed half-way may have left a field width pending on
 // standard output; the driver's own output must not inherit it.
 void ResetOutputAfterFailure() {
@@ -159,20 +149,54 @@ void ResetOutputAfterFailure() {
     std::cout.flush();
 }
 
-int RefuseInvocation() {
-    std::cout.flush();
-    std::cerr << "Invalid invocation syntax" << '\n';
-    GeneralUsage();
-    return kStatusInvalid;
-}
-
-// Steps from the first look at the line to the served command; runs inside
-// the driver's guarded region.
-int Run(const Words& words, const std::function<int(CommandLine&)>& serve) {
-    if (words.count <= 1) {
+// The driver's own outcomes, as text.
+class TextOutcomes : public RunOutcomes {
+public:
+    int noArguments() override {
         GeneralUsage();
         return 0;
     }
+    int banner() override {
+        std::cerr << " Quilo Technology WBEM Client Utility v" << kRbzVersion << ", Date: "
+                  << "2015/09/16" << '\n';
+        return 0;
+    }
+    int help(pricmd primary) override {
+        PrintHelp(primary, std::cout);
+        return 0;
+    }
+    int refused() override {
+        std::cout.flush();
+        std::cerr << "Invalid invocation syntax" << '\n';
+        GeneralUsage();
+        return kStatusInvalid;
+    }
+    int failed() override {
+        ResetOutputAfterFailure();
+        try {
+            throw;
+        } catch (const CmdException&) {
+            // The message stays unprinted: the run ends quietly.
+            std::cout << '\n';
+        } catch (const NoReturnValue&) {
+            std::cerr << "Nothing Returned" << '\n';
+        } catch (const XmlException& e) {
+            std::string message = e.getMsg();
+            std::cerr << message << '\n';
+            CleanUpMsg(message);  // the cleaned text is deliberately not printed
+            return kStatusInvalid;
+        } catch (...) {
+            std::cerr << "*\n* what happened? \n*\n\n";
+            return kStatusInvalid;
+        }
+        return 0;
+    }
+};
+
+// Steps from the first look at the line to the served command; runs inside
+// the driver's guarded region.
+int Run(const Words& words, const std::function<int(CommandLine&)>& serve, RunOutcomes& outcomes) {
+    if (words.count <= 1) return outcomes.noArguments();
 
     ScanState state;
     // The ESXi password, and for chgpw the new controller password in the
@@ -180,17 +204,11 @@ int Run(const Words& words, const std::function<int(CommandLine&)>& serve) {
     WipeOnExit forgetPassword(state.cmd.password);
     WipeOnExit forgetParameters(state.cmd.parameters);
     ScanValueOptions(words, state);
-    if (FindOption(words, "-v") < words.count) {
-        PrintBanner();
-        return 0;
-    }
+    if (FindOption(words, "-v") < words.count) return outcomes.banner();
 
     ScanCommand(words, state);
-    if (FindOption(words, "-h") < words.count) {
-        PrintHelp(state.cmd.primary);
-        return 0;
-    }
-    if (state.syntaxError || state.missingValue) return RefuseInvocation();
+    if (FindOption(words, "-h") < words.count) return outcomes.help(state.cmd.primary);
+    if (state.syntaxError || state.missingValue) return outcomes.refused();
 
     std::string typed = getmypasswd("Enter ESXi Server PassWord: ");
     WipeOnExit forgetTyped(typed);
@@ -200,29 +218,26 @@ int Run(const Words& words, const std::function<int(CommandLine&)>& serve) {
 
 }  // namespace
 
-int RunRbz(int argc, char** argv, const std::function<int(CommandLine&)>& serve) {
+void PrintHelp(pricmd primary, std::ostream& os) {
+    const auto index = static_cast<std::size_t>(primary);
+    constexpr std::size_t known = sizeof kHelpByPrimary / sizeof kHelpByPrimary[0];
+    const UsagePrinter print = index < known ? kHelpByPrimary[index] : GeneralUsage;
+    if (print != nullptr) print(os);
+}
+
+int RunRbz(int argc, char** argv, const std::function<int(CommandLine&)>& serve, RunOutcomes& outcomes) {
     int status = 0;
     const Words words = CountWords(argc, argv);
     try {
-        status = Run(words, serve);
-    } catch (const CmdException&) {
-        // The message stays unprinted: the run ends quietly.
-        ResetOutputAfterFailure();
-        std::cout << '\n';
-    } catch (const NoReturnValue&) {
-        ResetOutputAfterFailure();
-        std::cerr << "Nothing Returned" << '\n';
-    } catch (const XmlException& e) {
-        ResetOutputAfterFailure();
-        std::string message = e.getMsg();
-        std::cerr << message << '\n';
-        CleanUpMsg(message);  // the cleaned text is deliberately not printed
-        status = kStatusInvalid;
+        status = Run(words, serve, outcomes);
     } catch (...) {
-        ResetOutputAfterFailure();
-        std::cerr << "*\n* what happened? \n*\n\n";
-        status = kStatusInvalid;
+        status = outcomes.failed();
     }
     std::cout.flush();
     return status;
+}
+
+int RunRbz(int argc, char** argv, const std::function<int(CommandLine&)>& serve) {
+    TextOutcomes text;
+    return RunRbz(argc, argv, serve, text);
 }

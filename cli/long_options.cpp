@@ -111,6 +111,12 @@ bool WantsJson(int argc, char** argv) {
     return false;
 }
 
+std::vector<LongOptionInfo> ListLongOptions() {
+    std::vector<LongOptionInfo> list;
+    for (const LongOption& option : kLongOptions) list.push_back({option.name, option.valueName, option.help});
+    return list;
+}
+
 void PrintLongOptionsHelp(std::ostream& os) {
     os << "Long options (anywhere on the line; a lone -- ends them):\n";
     for (const LongOption& option : kLongOptions) {

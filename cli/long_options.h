@@ -48,5 +48,14 @@ private:
 // long options, so that a refused line can still be answered in JSON).
 bool WantsJson(int argc, char** argv);
 
+// Each long option in the order --help lists them: its name, the name of its
+// value (null for a flag) and its line of help.
+struct LongOptionInfo {
+    const char* name;
+    const char* valueName;
+    const char* help;
+};
+std::vector<LongOptionInfo> ListLongOptions();
+
 // One line per long option, for --help.
 void PrintLongOptionsHelp(std::ostream& os);

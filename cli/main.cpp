@@ -4,6 +4,7 @@
 
 #include "cli/dispatch.h"
 #include "cli/driver.h"
+#include "cli/json_output.h"
 #include "cli/long_options.h"
 #include "cli/password.h"
 #include "transport/cimom_curl.h"
@@ -18,6 +19,11 @@ int main(int argc, char** argv) {
     try {
         LongOptionLine line(argc, argv);
         const LongOptions& options = line.options();
+        if (options.json) {
+            if (options.help) return PrintJsonHelp();
+            if (options.version) return PrintJsonVersion();
+            return RunJson(line.argc(), line.argv(), transport);
+        }
         if (options.help) {
             PrintLongOptionsHelp(std::cout);
             return 0;
@@ -29,6 +35,7 @@ int main(int argc, char** argv) {
         return RunRbz(line.argc(), line.argv(),
                       [&transport](CommandLine& cmd) { return DispatchCommand(transport, cmd); });
     } catch (const LongOptionError& e) {
+        if (WantsJson(argc, argv)) return PrintJsonInvocationError(e.what());
         std::cerr << "rbz: " << e.what() << '\n';
         return 16;
     }

@@ -13,6 +13,7 @@ struct CommandLine {
     std::string user;        // "-u"
     std::string password;    // the ESXi account's, as typed
     std::string parameters;  // method prefix and parameter words, from ParseCommands
+    std::string command;     // the primary command and option words as typed ("vsf inq")
     pricmd primary = pricmd::main;
     subcmd option = subcmd::none;
     const char* caCert = nullptr;      // "-cacert"

@@ -11,24 +11,24 @@ struct Example {
 };
 
 template <std::size_t N>
-void PrintLines(const char* const (&lines)[N]) {
-    for (const char* line : lines) std::cout << line << '\n';
+void PrintLines(std::ostream& os, const char* const (&lines)[N]) {
+    for (const char* line : lines) os << line << '\n';
 }
 
 // The layout shared by the five command usages: synopsis, the connection
 // lines, the command's own lines, then one example line per entry.
 template <std::size_t L, std::size_t E>
-void PrintCommandUsage(const char* word, const char* const (&lines)[L],
+void PrintCommandUsage(std::ostream& os, const char* word, const char* const (&lines)[L],
                        const Example (&examples)[E]) {
-    std::cout << "./rbz: -i IP -u username " << word << " [option] [parameters]" << '\n';
-    std::cout << "\tIP: the IP address on ESXi server" << '\n';
-    std::cout << "\tusername: the name of a user for ESXi server" << '\n';
-    PrintLines(lines);
-    std::cout << "For example: If IP address for the ESXi server is 192.168.0.38 and username on "
+    os << "./rbz: -i IP -u username " << word << " [option] [parameters]" << '\n';
+    os << "\tIP: the IP address on ESXi server" << '\n';
+    os << "\tusername: the name of a user for ESXi server" << '\n';
+    PrintLines(os, lines);
+    os << "For example: If IP address for the ESXi server is 192.168.0.38 and username on "
                  "the ESXi server is root, "
               << '\n';
     for (const Example& example : examples) {
-        std::cout << '\t' << example.label << ": ./rbz -i 192.168.0.38 -u root " << example.command
+        os << '\t' << example.label << ": ./rbz -i 192.168.0.38 -u root " << example.command
                   << '\n';
     }
 }
@@ -141,9 +141,9 @@ constexpr Example kDiskExamples[] = {
 
 }  // namespace
 
-void GeneralUsage() { PrintLines(kGeneralLines); }
-void SysUsage() { PrintCommandUsage("sys", kSysLines, kSysExamples); }
-void EventUsage() { PrintCommandUsage("event", kEventLines, kEventExamples); }
-void RsfUsage() { PrintCommandUsage("rsf", kRsfLines, kRsfExamples); }
-void VsfUsage() { PrintCommandUsage("vsf", kVsfLines, kVsfExamples); }
-void DiskUsage() { PrintCommandUsage("disk", kDiskLines, kDiskExamples); }
+void GeneralUsage(std::ostream& os) { PrintLines(os, kGeneralLines); }
+void SysUsage(std::ostream& os) { PrintCommandUsage(os, "sys", kSysLines, kSysExamples); }
+void EventUsage(std::ostream& os) { PrintCommandUsage(os, "event", kEventLines, kEventExamples); }
+void RsfUsage(std::ostream& os) { PrintCommandUsage(os, "rsf", kRsfLines, kRsfExamples); }
+void VsfUsage(std::ostream& os) { PrintCommandUsage(os, "vsf", kVsfLines, kVsfExamples); }
+void DiskUsage(std::ostream& os) { PrintCommandUsage(os, "disk", kDiskLines, kDiskExamples); }

@@ -252,9 +252,9 @@ void CimomCurl::addPayload(const std::string& document) {
     appendSecret(body, document);
     if (dumpXml) std::cerr << "To server: " << body << std::endl;
     CURLcode rc = curl_easy_setopt(curl.get(), CURLOPT_POSTFIELDS, body.c_str());
-    if (rc != CURLE_OK) std::cerr << getErrorMessage(rc) << std::endl;
+    if (rc != CURLE_OK && !quietOutput) std::cerr << getErrorMessage(rc) << std::endl;
     rc = curl_easy_setopt(curl.get(), CURLOPT_POSTFIELDSIZE, static_cast<long>(body.size()));
-    if (rc != CURLE_OK) std::cerr << getErrorMessage(rc) << std::endl;
+    if (rc != CURLE_OK && !quietOutput) std::cerr << getErrorMessage(rc) << std::endl;
 }
 
 // Content-Length, when the reply has one, is known once the headers are
@@ -326,12 +326,13 @@ std::string CimomCurl::getResponse() {
         long status = 0;
         curl_easy_getinfo(curl.get(), CURLINFO_RESPONSE_CODE, &status);
         if (status == 401)
-            throw HttpException(userPwd.empty() ? "Username/password required." : "Invalid username/password.");
+            throw HttpException(userPwd.empty() ? "Username/password required." : "Invalid username/password.",
+                                status);
         // "Out of memory" would send the user looking at the wrong machine.
         const std::string message =
             headerTooLarge(rc, curl.get()) ? std::string("Reply header too large.") : getErrorMessage(rc);
-        std::printf("CimomCurl::getResponse%s", message.c_str());
-        throw HttpException(message);
+        if (!quietOutput) std::printf("CimomCurl::getResponse%s", message.c_str());
+        throw HttpException(message, status);
     }
 
     // The body leaves the stream's buffer without a copy; the buffer starts
@@ -348,13 +349,17 @@ std::string CimomCurl::getResponse() {
 
 void CimomCurl::pause() {
     if (waitTime > 0) {
-        std::printf("waiting %ds...\n", waitTime);
-        std::fflush(stdout);
+        if (!quietOutput) {
+            std::printf("waiting %ds...\n", waitTime);
+            std::fflush(stdout);
+        }
         sleep(static_cast<unsigned>(waitTime));
     } else if (waitTime < 0) {
         waitTime = -1;
-        std::printf("waiting forever...\n");
-        std::fflush(stdout);
+        if (!quietOutput) {
+            std::printf("waiting forever...\n");
+            std::fflush(stdout);
+        }
         sleep(4294967295U);
     }
 }
@@ -363,7 +368,7 @@ namespace {
 
 void reportOption(CURLcode rc, const char* failure) {
     if (rc == CURLE_OK) return;
-    std::cerr << CimomCurl::getErrorMessage(rc) << std::endl;
+    if (!quietOutput) std::cerr << CimomCurl::getErrorMessage(rc) << std::endl;
     throw HttpException(failure);
 }
 

@@ -139,10 +139,12 @@ constexpr ReturnValueTag returnValueTag = {"RETURNVALUE", "Expecting RETURNVALUE
                                            "Bad RETURNVALUE attributes", "Expecting </RETURNVALUE> tag"};
 
 // IRETURNVALUE and RETURNVALUE: the first child decides the kind of result.
+// `firstAttribute`, when given, receives the element's first attribute value.
 std::unique_ptr<RetValXml> readReturnValue(XmlBuffer& xb, const XmlElement& elm, const ReturnValueTag& t,
-                                           NamedInstanceSink* sink) {
+                                           NamedInstanceSink* sink, std::string* firstAttribute = nullptr) {
     XmlAttr attr;
     open(xb, t.tag, elm, attr, t.expecting, t.badAttributes);
+    if (firstAttribute) *firstAttribute = attr.attr[0];
     std::unique_ptr<RetValXml> result;
     if (!xb.endTag(t.tag, &attr)) {
         const char* next = xb.nextTag();
@@ -169,7 +171,8 @@ IReturnvalueXml::IReturnvalueXml(XmlBuffer& xb, NamedInstanceSink* sink)
 
 const XmlElement ReturnvalueXml::elm{"PARAMTYPE", "EmbeddedObject"};
 
-ReturnvalueXml::ReturnvalueXml(XmlBuffer& xb) : result(readReturnValue(xb, elm, returnValueTag, nullptr)) {}
+ReturnvalueXml::ReturnvalueXml(XmlBuffer& xb)
+    : result(readReturnValue(xb, elm, returnValueTag, nullptr, &paramType)) {}
 
 // ---------------------------------------------------------------- responses
 
@@ -202,8 +205,10 @@ const XmlElement MethodresponseXml::elm{"NAME"};
 
 MethodresponseXml::MethodresponseXml(XmlBuffer& xb, int) : RetValXml(TypeMethodresponse) {
     // This line on standard output is part of the visible behaviour.
-    std::printf("%s:\n", "MethodresponseXml");
-    std::fflush(stdout);
+    if (!quietOutput) {
+        std::printf("%s:\n", "MethodresponseXml");
+        std::fflush(stdout);
+    }
     XmlAttr attr;
     open(xb, "METHODRESPONSE", elm, attr, "Expecting METHODRESPONSE element", "Bad METHODRESPONSE attributes");
     name = std::move(attr.attr[0]);
@@ -228,6 +233,7 @@ MethodresponseXml::MethodresponseXml(const MethodresponseXml& other)
     : RetValXml(other), ResponseXml(), name(other.name) {
     if (other.returnValue) {
         returnValue = std::make_unique<ReturnvalueXml>();
+        returnValue->paramType = other.returnValue->paramType;
         if (other.returnValue->result) returnValue->result = other.returnValue->result->clone();
     }
     if (other.outParms) outParms = std::make_unique<ArrayXml<ParamvalueXml>>(*other.outParms);

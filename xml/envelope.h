@@ -53,6 +53,7 @@ public:
     explicit ReturnvalueXml(XmlBuffer& xb);
     ReturnvalueXml() = default;
     static const XmlElement elm;
+    std::string paramType;   // PARAMTYPE, empty when absent
     std::unique_ptr<RetValXml> result;
 };
 

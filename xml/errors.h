@@ -24,7 +24,10 @@ public:
 
 class HttpException : public XmlException {
 public:
-    explicit HttpException(const std::string& text) { set("Http Exception: ", text); }
+    explicit HttpException(const std::string& text, long status = 0) : httpStatus(status) {
+        set("Http Exception: ", text);
+    }
+    long httpStatus;   // the reply's HTTP status when one came back, else 0
 };
 
 // The run's network time ran out (the --timeout option). An HTTP failure as

@@ -10,3 +10,4 @@ int dlmRefs = 0;
 int DBGXB = 0;
 int DBGX = 0;
 int openwbem = 0;
+int quietOutput = 0;

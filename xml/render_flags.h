@@ -12,6 +12,12 @@ extern int DBGXB;     // scanner calls
 extern int DBGX;      // element parsers and the object path parser
 extern int openwbem;  // SIMPLERSP passes 0 as the response flag when set
 
+// Set for machine-readable output (--json): the lines the layers write of
+// their own accord ("MethodresponseXml:", "callMethod:", the transport's
+// failure and wait lines, the command parser's carriage return) stay unwritten,
+// so that standard output holds only the one document.
+extern int quietOutput;
+
 // Switches `useNl` off for a scope and restores it afterwards.
 class UseNlOff {
 public:

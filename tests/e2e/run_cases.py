@@ -17,11 +17,14 @@ runs against one simulated server ("runs"):
      "max_rss_mb": 600,                 # peak resident memory of rbz, in MiB
      "kill_when_stdout": "waiting",     # kill rbz once its output holds this;
                                         # "status" is then null
+     "json": {"instances": [{}]},       # a partial document stdout must match
+     "jq": {".error.kind": "cim"},      # jq FILTER -> the value it must print
      "runs": [{...}, ...]}              # instead of the run fields above
 
 The simulated server is started when a case has "sim" or "requests" or
 uses {PORT}; its control module (simctl, beside this file) is imported only
-then.  In "args", "stdin" and "sim", {N*TEXT} stands for TEXT written N times
+then.  In "sim", {DATA} stands for the tree's test data folder (tests/data),
+for scenarios that answer with a file (body=FILE).  In "args", "stdin" and "sim", {N*TEXT} stands for TEXT written N times
 (for words and passwords too long to spell out).  Texts are UTF-8; a lone
 surrogate escape such as "\udcff" in "args" or "stdin" stands for that one
 byte (0xff), so that words need not be valid UTF-8.
@@ -36,6 +39,16 @@ turn up in reports by chance.  The ESXi password is also looked for in its
 HTTP Basic form, base64 of "user:password".  A run with CURLDEBUG on (set
 and not "false") is exempt: libcurl's own trace shows the Authorization
 header, which is what the user asked for.
+
+Every run whose args hold "--json" (before a lone "--", as rbz reads
+them) must write exactly one JSON document on standard output, valid against
+the schema docs/rbz-output.schema.json (Draft 2020-12, python3-jsonschema;
+a missing jsonschema fails the run), and nothing on standard error.  "json"
+then matches the document in part: an object matches when each of its
+members matches the document's member of that name, a list when it has as
+many elements and each matches, a value when it is equal and of the same
+JSON type (1 is not 1.0, nor true).  "jq" runs jq -c with each filter on
+standard output and compares what it prints, read as JSON, the same way.
 
 With --sanitized (the AddressSanitizer build), "max_rss_mb" is multiplied by
 SANITIZED_RSS_FACTOR: the sanitizer's shadow memory and quarantine of freed
@@ -56,7 +69,7 @@ import time
 
 RUN_KEYS = {"args", "stdin", "env", "stdout", "stdout_contains", "stderr",
             "stderr_contains", "status", "requests", "connections", "max_rss_mb",
-            "kill_when_stdout"}
+            "kill_when_stdout", "json", "jq"}
 CASE_KEYS = RUN_KEYS | {"name", "sim", "runs", "comment"}
 MULTI_RUN_CASE_KEYS = {"name", "sim", "runs", "comment", "env"}
 
@@ -66,6 +79,92 @@ MIN_SECRET_LENGTH = 6
 _REPEAT = re.compile(r"\{([0-9]+)\*([^{}]*)\}")
 
 
+SCHEMA = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "docs",
+                      "rbz-output.schema.json")
+_validator = None
+
+
+def wants_json(args):
+    """Whether rbz reads --json on this line: before its first lone "--"."""
+    for word in args:
+        if word == "--":
+            return False
+        if word == "--json":
+            return True
+    return False
+
+
+def schema_validator():
+    """The validator of the output schema; ImportError without jsonschema."""
+    global _validator
+    if _validator is None:
+        import jsonschema   # python3-jsonschema
+        with open(SCHEMA, encoding="utf-8") as f:
+            schema = json.load(f)
+        jsonschema.Draft202012Validator.check_schema(schema)
+        _validator = jsonschema.Draft202012Validator(schema)
+    return _validator
+
+
+def json_mismatch(expected, actual, where="document"):
+    """Why `actual` does not match the partial `expected`, or None."""
+    if isinstance(expected, dict):
+        if not isinstance(actual, dict):
+            return "%s: expected an object, got %s" % (where, json.dumps(actual))
+        for key, value in expected.items():
+            if key not in actual:
+                return "%s: no member %r" % (where, key)
+            why = json_mismatch(value, actual[key], "%s.%s" % (where, key))
+            if why:
+                return why
+        return None
+    if isinstance(expected, list):
+        if not isinstance(actual, list) or len(actual) != len(expected):
+            return "%s: expected a list of %d, got %s" % (where, len(expected), json.dumps(actual)[:200])
+        for i, (e, a) in enumerate(zip(expected, actual)):
+            why = json_mismatch(e, a, "%s[%d]" % (where, i))
+            if why:
+                return why
+        return None
+    if type(expected) is not type(actual) or expected != actual:
+        return "%s: expected %s, got %s" % (where, json.dumps(expected), json.dumps(actual)[:200])
+    return None
+
+
+def check_json(run, out, err):
+    """The checks of a --json run; a list of failure descriptions."""
+    if err:
+        return ["a --json run wrote on stderr:\n" + err]
+    try:
+        document = json.loads(out)
+    except ValueError as e:
+        return ["stdout is not one JSON document (%s):\n%s" % (e, out[:2000])]
+    try:
+        validator = schema_validator()
+    except ImportError:
+        return ["jsonschema is missing for %s: install python3-jsonschema" % sys.executable]
+    failures = ["schema: %s at %s" % (e.message, "/".join(str(p) for p in e.absolute_path))
+                for e in validator.iter_errors(document)]
+    if "json" in run:
+        why = json_mismatch(run["json"], document)
+        if why:
+            failures.append("json: " + why)
+    for jq_filter, expected in run.get("jq", {}).items():
+        try:
+            done = subprocess.run(["jq", "-c", jq_filter], input=out.encode("utf-8"),
+                                  stdout=subprocess.PIPE, stderr=subprocess.PIPE, timeout=30)
+        except OSError as e:
+            failures.append("jq could not run: %s" % e)
+            continue
+        if done.returncode != 0:
+            failures.append("jq %s failed: %s" % (jq_filter, done.stderr.decode("utf-8", "replace")))
+            continue
+        why = json_mismatch(expected, json.loads(done.stdout), "jq " + jq_filter)
+        if why:
+            failures.append(why)
+    return failures
+
+
 class CaseError(Exception):
     """A case file that cannot be played as written."""
 
@@ -73,6 +172,14 @@ class CaseError(Exception):
 def expand(text):
     """The text with every {N*TEXT} written out."""
     return _REPEAT.sub(lambda m: m.group(2) * int(m.group(1)), text)
+
+
+DATA_DIR = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "data")
+
+
+def simulator_args(case):
+    """The case's simulator options, written out."""
+    return [expand(a).replace("{DATA}", DATA_DIR) for a in case.get("sim", [])]
 
 
 def sim_option(sim_args, name, default):
@@ -88,7 +195,7 @@ def secrets(case, stdin_text):
     """The texts that must not show in a run's output: (label, text) pairs."""
     found = []
     if "sim" in case or needs_server(case, case["runs"] if "runs" in case else [case]):
-        sim_args = [expand(a) for a in case.get("sim", [])]
+        sim_args = simulator_args(case)
         user = sim_option(sim_args, "--user", "root")
         password = sim_option(sim_args, "--password", "secret")
         found.append(("the ESXi password", password))
@@ -234,6 +341,8 @@ def check_keys(case):
             raise CaseError("\"status\" is null exactly when \"kill_when_stdout\" is given")
         if not isinstance(run.get("args", []), list):
             raise CaseError("\"args\" is a list of words")
+        if ("json" in run or "jq" in run) and not wants_json(run.get("args", [])):
+            raise CaseError("\"json\" and \"jq\" need \"--json\" in \"args\"")
 
 
 def environment(shared, own):
@@ -299,6 +408,8 @@ def play_run(options, case, run, shared_env, server):
         for piece in run.get(label + "_contains", []):
             if piece not in actual:
                 failures.append("%s lacks %r; it was:\n%s" % (label, piece, actual))
+    if wants_json(run.get("args", [])):
+        failures.extend(check_json(run, out, err))
     if run["status"] is not None and done.returncode != run["status"]:
         failures.append("status %d, expected %d" % (done.returncode, run["status"]))
         if "stderr" not in run and err:
@@ -330,7 +441,7 @@ def play_case(options, case):
         import simctl  # only cases that talk to the simulated server need it
         if not options.sim or not os.path.exists(options.sim):
             raise CaseError("the simulated server %r is not there" % options.sim)
-        server = simctl.start(options.sim, [expand(a) for a in case.get("sim", [])])
+        server = simctl.start(options.sim, simulator_args(case))
     try:
         if server is not None:
             server.requests()  # whatever start-up itself caused
