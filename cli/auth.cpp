@@ -5,6 +5,7 @@
 #include "cim/cimom.h"
 #include "cim/wipe.h"
 #include "cli/password.h"
+#include "cli/same_server.h"
 #include "cli/status.h"
 #include "controller/paths.h"
 
@@ -24,7 +25,7 @@ bool VerifyControllerPassword(Cimom& cimom, const std::string& user, const std::
     WipeOnExit forgetPath(path);
     path.reserve(PathCapacity(user, password, host, invocation));
     BuildURL(pricmd::sys, path, invocation, user, password, host);
-    URL controller(path.c_str());
+    URL controller = ParseServerPath(path, host);
     const std::string reply = cimom.callMethod2str(&controller, "AuthPassword", arguments.c_str());
 
     if (const std::optional<int> code = DecodeStatus(reply)) os << VerifyStatusText(*code) << '\n';

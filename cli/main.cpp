@@ -4,6 +4,7 @@
 
 #include "cli/dispatch.h"
 #include "cli/driver.h"
+#include "cli/extensions.h"
 #include "cli/long_options.h"
 #include "cli/password.h"
 #include "transport/cimom_curl.h"
@@ -26,6 +27,7 @@ int main(int argc, char** argv) {
             std::cout << "rbz " << kRbzVersion << '\n';
             return 0;
         }
+        ApplyLongOptions(transport, options);
         return RunRbz(line.argc(), line.argv(),
                       [&transport](CommandLine& cmd) { return DispatchCommand(transport, cmd); });
     } catch (const LongOptionError& e) {
