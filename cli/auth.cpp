@@ -5,6 +5,7 @@
 #include "cim/cimom.h"
 #include "cim/wipe.h"
 #include "cli/password.h"
+#include "cli/same_server.h"
 #include "cli/status.h"
 #include "controller/paths.h"
 
@@ -24,7 +25,7 @@ void SendControllerPassword(const std::string& user, const std::string& password
     WipeOnExit forgetPath(path);
     path.reserve(PathCapacity(user, password, host, invocation));
     BuildURL(pricmd::sys, path, invocation, user, password, host);
-    URL controller(path.c_str());
+    URL controller = ParseServerPath(path, host);
     call(controller, "AuthPassword", arguments.c_str());
 }
 

@@ -7,6 +7,7 @@
 
 #include "cim/cimom.h"
 #include "cim/wipe.h"
+#include "cli/same_server.h"
 #include "cli/status.h"
 #include "controller/paths.h"
 #include "controller/reports.h"
@@ -61,10 +62,10 @@ std::string ControlPath(const std::string& targetPath) {
 
 // Every served command, queries included, first sets the controller's wait
 // period. The reply is of no interest.
-void SetWaitPeriod(Cimom& cimom, const std::string& targetPath) {
+void SetWaitPeriod(Cimom& cimom, const std::string& targetPath, const std::string& host) {
     std::string path = ControlPath(targetPath);
     WipeOnExit forgetPath(path);
-    URL control(path.c_str());
+    URL control = ParseServerPath(path, host);
     cimom.callMethod2str(&control, "SetWaTP", "Period=2");
 }
 
@@ -132,9 +133,9 @@ int ServeTarget(Cimom& cimom, CommandLine& cmd, const std::function<int(URL& tar
     WipeOnExit forgetPath(path);
     path.reserve(PathCapacity(cmd.user, cmd.password, cmd.host, cmd.parameters));
     BuildURL(cmd.primary, path, cmd.parameters, cmd.user, cmd.password, cmd.host);
-    URL target(path.c_str());
+    URL target = ParseServerPath(path, cmd.host);
     if (target.className.empty()) throw CmdException("Class name not specified");
 
-    SetWaitPeriod(cimom, path);
+    SetWaitPeriod(cimom, path, cmd.host);
     return serve(target);
 }

@@ -13,6 +13,7 @@
 #include "cli/driver.h"
 #include "cli/json_model.h"
 #include "cli/long_options.h"
+#include "cli/password_file.h"
 #include "cli/status.h"
 #include "xml/errors.h"
 #include "xml/render_flags.h"
@@ -78,6 +79,8 @@ int PrintFailure(const RunContext& context) {
     } catch (const ParseException& e) {
         return PrintError(context, "parse", std::nullopt, e.getMsg());
     } catch (const CmdException& e) {
+        return PrintError(context, "invocation", std::nullopt, e.getMsg());
+    } catch (const PasswordFileExhausted& e) {
         return PrintError(context, "invocation", std::nullopt, e.getMsg());
     } catch (const NoReturnValue&) {
         return PrintError(context, "parse", std::nullopt, "Nothing Returned");

@@ -4,6 +4,7 @@
 
 #include "cli/dispatch.h"
 #include "cli/driver.h"
+#include "cli/extensions.h"
 #include "cli/json_output.h"
 #include "cli/long_options.h"
 #include "cli/password.h"
@@ -19,19 +20,18 @@ int main(int argc, char** argv) {
     try {
         LongOptionLine line(argc, argv);
         const LongOptions& options = line.options();
-        if (options.json) {
-            if (options.help) return PrintJsonHelp();
-            if (options.version) return PrintJsonVersion();
-            return RunJson(line.argc(), line.argv(), transport);
-        }
         if (options.help) {
+            if (options.json) return PrintJsonHelp();
             PrintLongOptionsHelp(std::cout);
             return 0;
         }
         if (options.version) {
+            if (options.json) return PrintJsonVersion();
             std::cout << "rbz " << kRbzVersion << '\n';
             return 0;
         }
+        ApplyLongOptions(transport, options);
+        if (options.json) return RunJson(line.argc(), line.argv(), transport);
         return RunRbz(line.argc(), line.argv(),
                       [&transport](CommandLine& cmd) { return DispatchCommand(transport, cmd); });
     } catch (const LongOptionError& e) {

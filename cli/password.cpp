@@ -16,6 +16,8 @@ namespace {
 // The session started by initial(); each read opens and closes its own.
 SCREEN* session = nullptr;
 
+PasswordSource passwordSource = nullptr;
+
 // Ends the session on every way out of a curses read.
 class CursesSession {
 public:
@@ -138,7 +140,10 @@ bool initial() {
     return true;
 }
 
+void SetPasswordSource(PasswordSource source) { passwordSource = source; }
+
 std::string getmypasswd(std::string prompt) {
+    if (passwordSource != nullptr) return passwordSource(prompt);
     if (!isatty(STDIN_FILENO)) return ReadLine(STDIN_FILENO);
     FlushOutput();  // what was printed so far comes before the prompt
     if (isatty(STDOUT_FILENO) && initial()) return ReadWithCurses(prompt);

@@ -12,7 +12,13 @@
 //  - Standard input not a terminal: no prompt; one line, without its line
 //    feed and a carriage return right before it; at end of input, whatever
 //    was read.
+//  - A password source set (--password-file): its answer, nothing shown.
 std::string getmypasswd(std::string prompt);
+
+// Where getmypasswd takes its answers instead of standard input; null: back
+// to standard input. The source may throw (no answer left).
+using PasswordSource = std::string (*)(const std::string& prompt);
+void SetPasswordSource(PasswordSource source);
 
 // Starts the curses session for one password read; false when curses cannot
 // start on this terminal (the process keeps running).

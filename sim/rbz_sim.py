@@ -3,7 +3,7 @@
 
     python3 sim/rbz_sim.py --port 0 [--user root] [--password secret]
         [--controller-password 0000] [--scenario SPEC]... [--request-log FILE]
-        [--delay-ms N]
+        [--delay-ms N] [--cert FILE [--key FILE]] [--silent]
 
 Listens on 127.0.0.1 over HTTPS and answers CIM-XML operations on the classes
 of the namespace quilo/cimv2.  The first line on standard output is
@@ -55,9 +55,12 @@ def make_certificate(cache_dir):
     return target
 
 
-def tls_context(cache_dir):
+def tls_context(cache_dir, cert=None, key=None):
     context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
     context.minimum_version = ssl.TLSVersion.TLSv1_2
+    if cert:
+        context.load_cert_chain(cert, key)
+        return context
     pem = make_certificate(cache_dir)
     try:
         context.load_cert_chain(pem)
@@ -86,8 +89,15 @@ def parse_args(argv):
                         help="requests per kept-alive connection (default 10)")
     parser.add_argument("--idle-timeout", type=float, default=15.0,
                         help="seconds a kept-alive connection may stay idle (default 15)")
+    parser.add_argument("--cert", metavar="FILE",
+                        help="the server's certificate chain (PEM) instead of the self-signed one")
+    parser.add_argument("--key", metavar="FILE", help="its private key (default: in --cert's file)")
+    parser.add_argument("--silent", action="store_true",
+                        help="accept connections and never answer, not even the TLS handshake")
     parser.add_argument("--verbose", action="store_true", help="trace requests on standard error")
     args = parser.parse_args(argv)
+    if args.key and not args.cert:
+        parser.error("--key goes with --cert")
     if args.delay_ms < 0 or args.max_requests < 1 or args.idle_timeout <= 0:
         parser.error("--delay-ms, --max-requests and --idle-timeout must be positive")
     return args
@@ -101,14 +111,14 @@ def main(argv=None):
         print("rbz_sim: %s" % error, file=sys.stderr)
         return 2
     try:
-        context = tls_context(args.cache_dir)
+        context = tls_context(args.cache_dir, args.cert, args.key)
     except (OSError, subprocess.CalledProcessError, ssl.SSLError) as error:
         print("rbz_sim: no certificate: %s" % error, file=sys.stderr)
         return 1
     log = RequestLog(args.request_log)
     server = SimServer(args.port, context, Service(Controller(args.controller_password)),
                        scenarios, log, (args.user, args.password), args.delay_ms,
-                       args.max_requests, args.idle_timeout, args.verbose)
+                       args.max_requests, args.idle_timeout, args.verbose, args.silent)
 
     def stop(signum, frame):
         # serve_forever runs on this thread: shutdown() must come from another.

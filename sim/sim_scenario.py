@@ -29,6 +29,8 @@ A scenario is one text, `SELECTOR:ACTION[:ACTION...]`:
               hangup=N        announce the whole body's length but send only
                               its first N bytes, then close the connection
               delay=MS        wait MS milliseconds before answering
+              drip=MS         send the reply (status line, headers, body) one
+                              byte at a time, MS milliseconds apart
 
 At most one of status, close, empty, body, error, return, random, bulk and
 nest.  With one of these the operation itself is not performed (a method
@@ -48,7 +50,7 @@ REPLACING = ("status", "close", "empty", "body", "error", "return", "random", "b
 STREAMED = ("random", "bulk", "nest")
 _FLAGS = ("close", "empty", "malformed")
 _NUMBERS = ("status", "error", "truncate", "delay", "random", "bulk", "nest", "headers",
-            "longheader", "hangup")
+            "longheader", "hangup", "drip")
 _TEXTS = ("desc", "return", "body", "cimstatus")
 LONG_HEADER_NAME = "X-Sim-Long"
 
@@ -82,6 +84,8 @@ class Scenario:
             raise ScenarioError("truncate and malformed exclude each other")
         if "malformed" in self.actions and any(a in self.actions for a in STREAMED):
             raise ScenarioError("malformed goes with a reply of the server's own")
+        if "drip" in self.actions and any(a in self.actions for a in STREAMED + ("close",)):
+            raise ScenarioError("drip goes with a reply that is sent whole")
         if self.actions.get("longheader", len(LONG_HEADER_NAME) + 2) < len(LONG_HEADER_NAME) + 2:
             raise ScenarioError("longheader needs at least %d bytes" % (len(LONG_HEADER_NAME) + 2))
         if "body" in self.actions:

@@ -9,6 +9,7 @@ counted, and each request is written to the request log as one JSON line.
 
 import base64
 import binascii
+import http
 import http.client
 import http.server
 import json
@@ -104,6 +105,7 @@ def apply_scenario(service, headers, body, actions):
         reply.headers.append((LONG_HEADER_NAME, "x" * (actions["longheader"] - len(LONG_HEADER_NAME) - 2)))
     if "hangup" in actions:
         reply.hangup = actions["hangup"]
+    reply.drip_ms = actions.get("drip", 0)
     reply.delay_ms += actions.get("delay", 0)
     return reply
 
@@ -172,6 +174,9 @@ class Handler(http.server.BaseHTTPRequestHandler):
             self.close_connection = True
             return
         last = reply.close or reply.hangup is not None or self.served >= self.server.max_requests
+        if reply.drip_ms:
+            self._drip(reply, last)
+            return
         self.send_response(reply.status)
         for name, value in reply.headers:
             self.send_header(name, value)
@@ -189,6 +194,21 @@ class Handler(http.server.BaseHTTPRequestHandler):
                 self.wfile.write(reply.body if reply.hangup is None else reply.body[:reply.hangup])
         if last:
             self.close_connection = True
+
+    def _drip(self, reply, last):
+        """The whole reply, one byte at a time: a server that is never silent
+        for long and never done."""
+        lines = ["HTTP/1.1 %d %s" % (reply.status, http.HTTPStatus(reply.status).phrase)]
+        lines += ["%s: %s" % (name, value) for name, value in reply.headers]
+        body = reply.body if reply.hangup is None else reply.body[:reply.hangup]
+        lines.append("Content-Length: %d" % len(reply.body))
+        if last:
+            lines.append("Connection: close")
+        data = ("\r\n".join(lines) + "\r\n\r\n").encode("latin-1") + body
+        for i in range(len(data)):
+            self.wfile.write(data[i:i + 1])
+            time.sleep(reply.drip_ms / 1000.0)
+        self.close_connection = True
 
     def _checked_post(self):
         """(reply, body) for a POST; reply None when the body did not arrive whole."""
@@ -236,8 +256,9 @@ class SimServer(socketserver.ThreadingMixIn, socketserver.TCPServer):
     allow_reuse_address = True
 
     def __init__(self, port, ssl_context, service, scenarios, log, credentials,
-                 delay_ms=0, max_requests=10, idle_timeout=15.0, verbose=False):
+                 delay_ms=0, max_requests=10, idle_timeout=15.0, verbose=False, silent=False):
         self.ssl_context = ssl_context
+        self.silent = silent
         self.service = service
         self.scenarios = scenarios
         self.log = log
@@ -252,6 +273,10 @@ class SimServer(socketserver.ThreadingMixIn, socketserver.TCPServer):
         super().__init__(("127.0.0.1", port), Handler)
 
     def finish_request(self, request, client_address):
+        if self.silent:
+            # The connection stays open and unanswered, TLS handshake
+            # included, until the simulator stops.
+            threading.Event().wait()
         request.settimeout(self.idle_timeout)
         try:
             tls = self.ssl_context.wrap_socket(request, server_side=True)

@@ -30,6 +30,7 @@ class Reply:
     drop: bool = False           # close the connection without any reply
     delay_ms: int = 0
     hangup: Optional[int] = None  # send only this many bytes of the body, then close
+    drip_ms: int = 0             # send the whole reply one byte at a time, this far apart
 
 
 def cim_reply(body):

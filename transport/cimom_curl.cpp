@@ -10,6 +10,8 @@
 
 #include <array>
 #include <cctype>
+#include <chrono>
+#include <cmath>
 #include <cerrno>
 #include <climits>
 #include <algorithm>
@@ -179,7 +181,7 @@ void CimomCurl::genRequest(URL& target, const char* name, bool isMethodCall, boo
     if (target.zoneId >= 0) curl_easy_setopt(h, CURLOPT_ADDRESS_SCOPE, static_cast<long>(target.zoneId));
     curl_easy_setopt(h, CURLOPT_NOPROGRESS, 1L);
     curl_easy_setopt(h, CURLOPT_POST, 1L);
-    curl_easy_setopt(h, CURLOPT_SSL_VERIFYHOST, 0L);
+    curl_easy_setopt(h, CURLOPT_SSL_VERIFYHOST, verifyPeer ? 2L : 0L);
     curl_easy_setopt(h, CURLOPT_SSLVERSION, 3L);
 
     setCredentials(target);
@@ -321,19 +323,11 @@ size_t CimomCurl::headerCb(char* ptr, size_t size, size_t nmemb, void* record) {
 std::string CimomCurl::getResponse() {
     replyBuffer.take();
     response.clear();
+    limitTime();
+    const auto started = std::chrono::steady_clock::now();
     const CURLcode rc = curl_easy_perform(curl.get());
-    if (rc != CURLE_OK) {
-        long status = 0;
-        curl_easy_getinfo(curl.get(), CURLINFO_RESPONSE_CODE, &status);
-        if (status == 401)
-            throw HttpException(userPwd.empty() ? "Username/password required." : "Invalid username/password.",
-                                status);
-        // "Out of memory" would send the user looking at the wrong machine.
-        const std::string message =
-            headerTooLarge(rc, curl.get()) ? std::string("Reply header too large.") : getErrorMessage(rc);
-        if (!quietOutput) std::printf("CimomCurl::getResponse%s", message.c_str());
-        throw HttpException(message, status);
-    }
+    spentMs += std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - started).count();
+    if (rc != CURLE_OK) failPerform(rc);
 
     // The body leaves the stream's buffer without a copy; the buffer starts
     // the next reply empty.
@@ -345,6 +339,67 @@ std::string CimomCurl::getResponse() {
 
     pause();
     return reply;
+}
+
+namespace {
+
+TimeoutException timedOut(double limitMs) {
+    char seconds[32];
+    std::snprintf(seconds, sizeof seconds, "%g", limitMs / 1000);
+    return TimeoutException(std::string("Timed out: the run's network time reached --timeout ") + seconds + " s");
+}
+
+}  // namespace
+
+void CimomCurl::setTimeLimit(double seconds) {
+    timeLimitMs = seconds > 0 ? seconds * 1000 : 0;
+    spentMs = 0;
+}
+
+// The request about to be sent may take what is left of the run's network
+// time, connection set-up included; libcurl ends it there.
+void CimomCurl::limitTime() {
+    if (timeLimitMs <= 0) return;
+    const double left = timeLimitMs - spentMs;
+    if (left < 1)
+        throw timedOut(timeLimitMs);
+    const long ms = static_cast<long>(std::ceil(left));
+    curl_easy_setopt(curl.get(), CURLOPT_TIMEOUT_MS, ms);
+    curl_easy_setopt(curl.get(), CURLOPT_CONNECTTIMEOUT_MS, ms);
+}
+
+void CimomCurl::setPeerCheck(bool verify, const std::string& pin) {
+    verifyPeer = verify;
+    pinned = !pin.empty();
+    if (verifyPeer || pinned) curl_easy_setopt(curl.get(), CURLOPT_ERRORBUFFER, errorText);
+    if (pinned) {
+        const CURLcode rc = curl_easy_setopt(curl.get(), CURLOPT_PINNEDPUBLICKEY, pin.c_str());
+        if (rc != CURLE_OK) throw HttpException("Could not pin the server key: " + getErrorMessage(rc));
+    }
+}
+
+void CimomCurl::failPerform(CURLcode rc) {
+    // The failures that only the long options can cause say what happened
+    // in their own words, and leave standard output alone.
+    if (rc == CURLE_OPERATION_TIMEDOUT && timeLimitMs > 0)
+        throw timedOut(timeLimitMs);
+    if ((verifyPeer || pinned) &&
+        (rc == CURLE_PEER_FAILED_VERIFICATION || rc == CURLE_SSL_PINNEDPUBKEYNOTMATCH ||
+         rc == CURLE_SSL_CACERT_BADFILE)) {
+        std::string message = "The server failed the TLS check: " + getErrorMessage(rc);
+        if (errorText[0] != '\0') message += std::string(" (") + errorText + ")";
+        throw HttpException(message);
+    }
+    long status = 0;
+    curl_easy_getinfo(curl.get(), CURLINFO_RESPONSE_CODE, &status);
+    if (status == 401)
+        throw HttpException(userPwd.empty() ? "Username/password required." : "Invalid username/password.",
+                            status);
+    // "Out of memory" would send the user looking at the wrong machine.
+    const std::string message =
+        headerTooLarge(rc, curl.get()) ? std::string("Reply header too large.") : getErrorMessage(rc);
+    if (!quietOutput) std::printf("CimomCurl::getResponse%s", message.c_str());
+    throw HttpException(message, status);
 }
 
 void CimomCurl::pause() {
@@ -391,6 +446,21 @@ void CimomCurl::setClientCertificates(const char* caCert, int noVerify, const ch
         reportOption(curl_easy_setopt(h, CURLOPT_CAINFO, caCert), "Could not load CA certificate.");
     } else {
         throw HttpException("Must either specify -noverify or -cacert for https URLs.");
+    }
+
+    // --verify: the chain and the host name are checked whatever the driver
+    // asked for, against the CA file when one is given, else libcurl's own
+    // store (the system's).
+    if (verifyPeer && noVerify) {
+        if (caCert != nullptr) {
+            std::unique_ptr<FILE, int (*)(FILE*)> file(std::fopen(caCert, "r"), &std::fclose);
+            if (!file) {
+                throw HttpException(std::string("Could not open CA certificate file: ") + caCert + " (" +
+                                    std::strerror(errno) + ")");
+            }
+            reportOption(curl_easy_setopt(h, CURLOPT_CAINFO, caCert), "Could not load CA certificate.");
+        }
+        reportOption(curl_easy_setopt(h, CURLOPT_SSL_VERIFYPEER, 1L), "Could not enable peer verification.");
     }
 
     if (clientCert != nullptr && clientKey != nullptr) {

@@ -45,6 +45,18 @@ public:
     // password stays empty.
     static std::string (*askPassword)(std::string prompt);
 
+    // Bounds the network time of all later requests together (connect, TLS,
+    // request and reply; not the -w pauses) to `seconds`; 0: no bound. When
+    // it runs out, the request in progress ends with TimeoutException.
+    void setTimeLimit(double seconds);
+
+    // Checks the server's certificate chain and host name (against the CA file
+    // given to setClientCertificates, else the system's store), and/or accepts
+    // only the server key whose SHA-256 hash is `pin` ("sha256//BASE64"; empty:
+    // any key). Call before setClientCertificates. A server that fails either
+    // check gets no request: the run ends in the TLS handshake.
+    void setPeerCheck(bool verify, const std::string& pin);
+
     // What the handle was last told, for inspection by tests.
     const std::string& requestUrl() const { return url; }
     const std::string& credentials() const { return userPwd; }
@@ -64,6 +76,8 @@ private:
     static std::string objectText(const URL& target, bool isMethodCall, bool hasKeys);
     HeaderList buildHeaders(const char* name, const std::string& object) const;
     static void pause();
+    void limitTime();
+    [[noreturn]] void failPerform(CURLcode rc);
 
     // The reply body as it arrives: a stream over one string, which
     // getResponse hands over whole (moved, not copied). The string is sized
@@ -89,6 +103,11 @@ private:
     std::string body;
     std::string url;
     std::string userPwd;
+    double timeLimitMs = 0;  // 0: no bound
+    double spentMs = 0;      // network time used so far
+    bool verifyPeer = false;
+    bool pinned = false;
+    char errorText[CURL_ERROR_SIZE] = {};
     ReplyBuffer replyBuffer;
     std::ostream response;
 };

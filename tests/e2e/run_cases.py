@@ -19,12 +19,17 @@ runs against one simulated server ("runs"):
                                         # "status" is then null
      "json": {"instances": [{}]},       # a partial document stdout must match
      "jq": {".error.kind": "cim"},      # jq FILTER -> the value it must print
+     "min_seconds": 2, "max_seconds": 3,  # bounds of the run's wall time
+     "files": {"pw": {"text": "secret\\n", "mode": "600"}},
+                                        # written into {TMP} before the run
      "runs": [{...}, ...]}              # instead of the run fields above
 
 The simulated server is started when a case has "sim" or "requests" or
 uses {PORT}; its control module (simctl, beside this file) is imported only
-then.  In "sim", {DATA} stands for the tree's test data folder (tests/data),
-for scenarios that answer with a file (body=FILE).  In "args", "stdin" and "sim", {N*TEXT} stands for TEXT written N times
+then.  In "args", "stdin" and "sim", {PORT} is its port, {SRC} the top folder
+of the tree, {DATA} its test data folder (tests/data) and {TMP} a folder of
+the case's own, which holds its "files" (each with its text and octal
+permission bits, "600" when not given).  In "args", "stdin" and "sim", {N*TEXT} stands for TEXT written N times
 (for words and passwords too long to spell out).  Texts are UTF-8; a lone
 surrogate escape such as "\udcff" in "args" or "stdin" stands for that one
 byte (0xff), so that words need not be valid UTF-8.
@@ -61,15 +66,17 @@ import difflib
 import json
 import os
 import re
+import shutil
 import signal
 import subprocess
 import sys
+import tempfile
 import threading
 import time
 
 RUN_KEYS = {"args", "stdin", "env", "stdout", "stdout_contains", "stderr",
             "stderr_contains", "status", "requests", "connections", "max_rss_mb",
-            "kill_when_stdout", "json", "jq"}
+            "kill_when_stdout", "json", "jq", "min_seconds", "max_seconds", "files"}
 CASE_KEYS = RUN_KEYS | {"name", "sim", "runs", "comment"}
 MULTI_RUN_CASE_KEYS = {"name", "sim", "runs", "comment", "env"}
 
@@ -77,6 +84,7 @@ MULTI_RUN_CASE_KEYS = {"name", "sim", "runs", "comment", "env"}
 SANITIZED_RSS_FACTOR = 3
 MIN_SECRET_LENGTH = 6
 _REPEAT = re.compile(r"\{([0-9]+)\*([^{}]*)\}")
+SRC = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 
 
 SCHEMA = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "docs",
@@ -174,12 +182,32 @@ def expand(text):
     return _REPEAT.sub(lambda m: m.group(2) * int(m.group(1)), text)
 
 
-DATA_DIR = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "data")
+def place(text, port, tmp):
+    """The text with {SRC}, {DATA}, {TMP} and {PORT} filled in."""
+    text = text.replace("{SRC}", SRC).replace("{DATA}", DATA_DIR).replace("{TMP}", tmp)
+    if "{PORT}" in text:
+        if port is None:
+            raise CaseError("{PORT} used without a simulated server")
+        text = text.replace("{PORT}", port)
+    return text
+
+
+def write_files(run, tmp):
+    for name, spec in run.get("files", {}).items():
+        if "/" in name:
+            raise CaseError("a file of \"files\" is named without folders")
+        path = os.path.join(tmp, name)
+        with open(path, "w", encoding="utf-8", newline="") as f:
+            f.write(expand(spec.get("text", "")))
+        os.chmod(path, int(spec.get("mode", "600"), 8))
+
+
+DATA_DIR = os.path.join(SRC, "tests", "data")
 
 
 def simulator_args(case):
     """The case's simulator options, written out."""
-    return [expand(a).replace("{DATA}", DATA_DIR) for a in case.get("sim", [])]
+    return [expand(place(a, None, "")) for a in case.get("sim", [])]
 
 
 def sim_option(sim_args, name, default):
@@ -205,6 +233,10 @@ def secrets(case, stdin_text):
                       sim_option(sim_args, "--controller-password", "0000")))
     for number, line in enumerate(stdin_text.split("\n"), 1):
         found.append(("password line %d of standard input" % number, line.rstrip("\r")))
+    for run in case["runs"] if "runs" in case else [case]:
+        for name, spec in run.get("files", {}).items():
+            for number, line in enumerate(expand(spec.get("text", "")).split("\n"), 1):
+                found.append(("line %d of the file %s" % (number, name), line.rstrip("\r")))
     return [(label, text) for label, text in found if len(text) >= MIN_SECRET_LENGTH]
 
 
@@ -364,18 +396,21 @@ def shown(args):
 def play_run(options, case, run, shared_env, server):
     """Runs rbz once; returns a list of failure descriptions."""
     port = str(server.port) if server is not None else None
-    args = []
-    for word in run.get("args", []):
-        if "{PORT}" in word:
-            if port is None:
-                raise CaseError("{PORT} used without a simulated server")
-            word = word.replace("{PORT}", port)
-        args.append(os.fsencode(expand(word)))
+    tmp = tempfile.mkdtemp(prefix="rbz-case-")
+    try:
+        return play_run_in(options, case, run, shared_env, server, port, tmp)
+    finally:
+        shutil.rmtree(tmp, ignore_errors=True)
 
-    stdin_text = expand(run.get("stdin", ""))
+
+def play_run_in(options, case, run, shared_env, server, port, tmp):
+    args = [os.fsencode(expand(place(word, port, tmp))) for word in run.get("args", [])]
+    write_files(run, tmp)
+    stdin_text = expand(place(run.get("stdin", ""), port, tmp))
     env = environment(shared_env, run.get("env"))
     connections_before = server.connections() if server is not None else 0
     kill_when = run.get("kill_when_stdout")
+    started = time.monotonic()
     done = run_child([os.fsencode(options.rbz)] + args,
                      stdin_text.encode("utf-8", "surrogateescape"), env, options.timeout,
                      None if kill_when is None else kill_when.encode("utf-8"))
@@ -383,9 +418,16 @@ def play_run(options, case, run, shared_env, server):
         return ["rbz %s did not end within %ss" % (shown([os.fsdecode(a) for a in args]),
                                                     options.timeout)]
 
+    took = time.monotonic() - started
     out = done.stdout.decode("utf-8", "surrogateescape")
     err = done.stderr.decode("utf-8", "surrogateescape")
     failures = []
+    if "min_seconds" in run and took < run["min_seconds"]:
+        failures.append("rbz ended after %.2f s, before %s s" % (took, run["min_seconds"]))
+    if "max_seconds" in run and took > run["max_seconds"]:
+        failures.append("rbz took %.2f s, more than %s s" % (took, run["max_seconds"]))
+    if options.times and ("min_seconds" in run or "max_seconds" in run):
+        options.notes.append("run took %.2f s" % took)
     if done.returncode < 0 and not done.killed_on_output:
         failures.append("rbz was killed by signal %d (%s)"
                         % (-done.returncode, signal.Signals(-done.returncode).name))

@@ -85,6 +85,23 @@ def usage_cases(usage, connection):
     return cases
 
 
+def long_cases(long_options):
+    """Every long option after "--"; the values of those that take one."""
+    return [
+        case("rbz --", exact=long_options),
+        case("rbz -i esx1 -u root sys info --", exact=long_options),
+        case("rbz --json --ver", exact=["--verify", "--version"]),
+        case("rbz --json --", exclude=["--json"], include=["--timeout"]),
+        case("rbz --timeout ", exact=[]),
+        case("rbz --pin ", exact=[]),
+        case("rbz --password-file ", include=["ca.pem", "client.key"]),
+        # Their values are skipped when finding the command.
+        case("rbz --timeout 5 --password-file ca.pem -i esx1 -u root ", include=["sys", "disk"],
+             exclude=["5", "ca.pem"]),
+        case("rbz --pin sha256//x sys ", include=["info", "chgpw"]),
+    ]
+
+
 def fixed_cases(connection):
     """The finer points; `connection` is every option the driver reads."""
     return [
@@ -155,7 +172,8 @@ def main():
     src, rbz, completion, share = sys.argv[1:3] + [os.path.abspath(p) for p in sys.argv[3:5]]
     usage = vocab.read_usage(rbz)
     connection = vocab.read_driver_options(src)
-    cases = usage_cases(usage, connection) + fixed_cases(connection)
+    long_options = vocab.read_long_options(rbz)
+    cases = usage_cases(usage, connection) + fixed_cases(connection) + long_cases(long_options)
     with tempfile.TemporaryDirectory() as workdir:
         for name in ("ca.pem", "client.key"):
             open(os.path.join(workdir, name), "w").close()

@@ -72,7 +72,7 @@ def main():
         text = page.read()
     usage = vocab.read_usage(rbz)
     status_texts = vocab.read_status_texts(src)
-    driver_options = vocab.read_driver_options(src)
+    driver_options = vocab.read_driver_options(src) + vocab.read_long_options(rbz)
     banner = subprocess.run([rbz, "-v"], capture_output=True, text=True, check=False).stderr
     version = re.search(r" v(\d+(?:\.\d+)+),", banner).group(1)
     found = problems(text, usage, status_texts, driver_options, version)

@@ -89,3 +89,12 @@ def read_driver_options(src):
     if len(options) < 4:
         raise RuntimeError(f"only {options} found as options in cli/driver.cpp")
     return options
+
+
+def read_long_options(rbz):
+    """The long options ("--json", "--timeout", ...) that rbz --help lists."""
+    text = subprocess.run([rbz, "--help"], capture_output=True, text=True, check=True).stdout
+    options = re.findall(r"^\s+(--[a-z][a-z-]*)", text, re.M)
+    if len(options) < 3:
+        raise RuntimeError(f"only {options} found as long options in rbz --help")
+    return options

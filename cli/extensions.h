@@ -1,0 +1,12 @@
+// What the long options --timeout, --password-file, --verify and --pin set
+// up before the command line is read: the transport's time bound and TLS
+// checks, and where the password prompts take their answers.
+#pragma once
+
+#include "cli/long_options.h"
+
+class CimomCurl;
+
+// Throws LongOptionError (a password file that cannot be used, a pin that
+// this libcurl cannot check), before any prompt or request.
+void ApplyLongOptions(CimomCurl& transport, const LongOptions& options);
