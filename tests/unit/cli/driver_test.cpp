@@ -99,8 +99,6 @@ std::vector<LineCase> LineCases() {
          "|||x,sys,info|5.1312|-,-,-", "\r\r", ""},
         {"option_word_that_is_a_command", {"-i", "h", "-u", "root", "sys", "disk", "info"}, "",
          "h|root||info|4.1031|-,-,-", "\r\r", ""},
-        {"net_has_no_class_but_is_served", {"-i", "h", "-u", "root", "net", "info"}, "", "h|root|||8.2055|-,-,-", "\r",
-         ""},
         {"empty_words", {"", "-i", "h", "-u", "", "rsf", "delete", "", ""}, "pw\n", "h||pw|DeleteRAIDSet.,|2.513|-,-,-",
          "\r", ""},
         {"parameter_of_a_mebibyte", {"-i", "h", "-u", "root", "rsf", "delete", "RAIDNo=" + kMiB}, "pw\n",
