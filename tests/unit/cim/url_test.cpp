@@ -192,19 +192,4 @@ INSTANTIATE_TEST_SUITE_P(Paths, UrlRender, testing::Values(
                "</INSTANCENAME></INSTANCEPATH></VALUE.REFERENCE></KEYBINDING>"}),
     [](const testing::TestParamInfo<RenderCase>& info) { return std::string(info.param.name); });
 
-TEST_F(UrlTest, TracesOnlyWhenDebugIsOn) {
-    testing::internal::CaptureStderr();
-    URL("https://h/n:C.a=1,b=2");
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-    DBGX = 1;
-    testing::internal::CaptureStderr();
-    URL("https://h/root/cimv2:Quilo_Assoc.Antecedent=quilo/cimv2:Quilo_X.Tag=\"1\",Id=2");
-    const std::string err = testing::internal::GetCapturedStderr();
-    DBGX = 0;
-    for (const char* line : {"--- U: https://h/root/cimv2:Quilo_Assoc", "--- reference found\n",
-                             "--- CATCHED !!! Antecedent=quilo/cimv2:Quilo_X\n", "--- found quoted string\n",
-                             "-------- strndup(u, (p - u) + 1): Tag=\"1\"\n", "--- strndup(u,last-u): Id=2\n"})
-        EXPECT_NE(err.find(line), std::string::npos) << line << " in " << err;
-}
-
 }  // namespace

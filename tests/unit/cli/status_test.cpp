@@ -1,6 +1,6 @@
 // Decoding the controller's status code, and the clean-up of exception
-// messages. The texts printed for each code are end-to-end cases
-// (tests/e2e/cases/cli_status.json).
+// messages with the hexadecimal digits of their escapes. The texts printed
+// for each code are end-to-end cases (tests/e2e/cases/cli_dispatch.json).
 #include "cli/status.h"
 
 #include <gtest/gtest.h>
@@ -64,7 +64,12 @@ INSTANTIATE_TEST_SUITE_P(Messages, StatusCleanUp, testing::Values(
     // Past the real end a terminating NUL is read, which marks a last line.
     CleanCase{"nul_then_line_feed", "%00a\n", "a\n* "},
     // Characters below '0' are negative digits; the sign test lets some through.
-    CleanCase{"below_zero", "%!1", std::string(1, '\x11')}, CleanCase{"empty", "", ""}),
+    CleanCase{"below_zero", "%!1", std::string(1, '\x11')}, CleanCase{"empty", "", ""},
+    CleanCase{"digits_any_case", "%09%0a%0f%0A%0F", "\t\n\x0f\n\x0f"},
+    CleanCase{"no_digits", "%0:%0g%0G%0/", "%0:%0g%0G%0/"},
+    // A blank, a NUL and a byte above 0x7F as the high digit: their negative
+    // values times 16 cut to a char (0, 0 and 48) pass the sign test.
+    CleanCase{"far_below_zero", std::string("% 1%\0" "2%\xC3" "1", 9), "\x01\x02" "1"}),
     [](const testing::TestParamInfo<CleanCase>& info) { return std::string(info.param.name); });
 
 }  // namespace

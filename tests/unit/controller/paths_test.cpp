@@ -37,6 +37,7 @@ const PathCase kPathCases[] = {
     {"rsf_create", pricmd::rsf, "CreateRAIDSet.MemberDisks=3,Enc=2,Name=RAID#01,DiskArray=14,15,16",
      "Quilo_StoragePool"},
     {"sys_beeperon", pricmd::sys, "SetBeeper.Enable=Y", "Quilo_RAIDControllerSystem"},
+    {"event_clear", pricmd::event, "ClearEventLog", "Quilo_EventLog"},
     // The volume number runs to the end of the text; spellings in a fixed order.
     {"vsf_value_to_end", pricmd::vsf, "ModifyVolume.vol=1,name=x", "Quilo_StorageVolume.VolumeNo=1,name=x"},
     {"vsf_Vol_later_in_text", pricmd::vsf, "vol=3,Vol=1", "Quilo_StorageVolume.VolumeNo=1"},
@@ -64,39 +65,5 @@ TEST(TargetPath, AppendsToWhatThePathHolds) {
     BuildURL(pricmd::rsf, path, "", "u", "p", "h:5989");
     EXPECT_EQ(path, "xhttps://u:p@h:5989/quilo/cimv2:Quilo_StoragePool");
 }
-
-TEST(TargetPath, NamedBuildersMatchTheDispatch) {
-    std::string a, b, c, d, e;
-    BuildRAIDSetFnURLString(a, "root", "pw", "10.0.0.5");
-    BuildSystemFnURLString(b, "root", "pw", "10.0.0.5");
-    BuildEventFnURLString(c, "root", "pw", "10.0.0.5");
-    BuildVolumeSetFnURLVSFString(d, "vol=9", "root", "pw", "10.0.0.5");
-    BuildDiskFnURLString(e, "enc=1,slot=2", "root", "pw", "10.0.0.5");
-    EXPECT_EQ(a, P + "Quilo_StoragePool");
-    EXPECT_EQ(b, P + "Quilo_RAIDControllerSystem");
-    EXPECT_EQ(c, P + "Quilo_EventLog");
-    EXPECT_EQ(d, P + "Quilo_StorageVolume.VolumeNo=9");
-    EXPECT_EQ(e, P + "Quilo_DiskDrive.EnclosureNumber=1,SlotNumber=2");
-}
-
-struct HexCase {
-    char c;
-    int value;
-};
-
-class HexValue : public ::testing::TestWithParam<HexCase> {};
-
-TEST_P(HexValue, Decodes) { EXPECT_EQ(hexValue(GetParam().c), GetParam().value) << GetParam().c; }
-
-INSTANTIATE_TEST_SUITE_P(Digits, HexValue,
-                         ::testing::Values(HexCase{'0', 0}, HexCase{'9', 9}, HexCase{'a', 10}, HexCase{'f', 15},
-                                           HexCase{'A', 10}, HexCase{'F', 15}, HexCase{'g', -1},
-                                           HexCase{'G', -1}, HexCase{':', -1}, HexCase{' ', -16},
-                                           HexCase{'!', -15}, HexCase{'\0', -48},
-                                           // Bytes above 0x7F are negative characters.
-                                           HexCase{'\xC3', -61 - 48}),
-                         [](const ::testing::TestParamInfo<HexCase>& info) {
-                             return "byte" + std::to_string(static_cast<unsigned char>(info.param.c));
-                         });
 
 }  // namespace

@@ -1,5 +1,8 @@
 // The rules of the report fields: one row per rule, a rendering in and the
-// printed text out.
+// printed text out. Forms the simulated controller's reports show exactly
+// (tests/e2e/cases/cmd_queries.json: "Rebuilding(45.3%)", "Normal", "0X1A",
+// "N.A.", "2000.4 GB", an empty usage shown by its extended one) and the
+// signed 32-bit cut of sys info (reports_test) have no row of their own.
 #include <gtest/gtest.h>
 
 #include <sstream>
@@ -53,16 +56,13 @@ const FieldCase kFieldCases[] = {
     // Numbers: the digits up to the first control character, others skipped.
     {"NumberPaddedToTheWidth", {Cell("-N=", 6, Cut::UInt32)}, "-N=42\n", "42    "},
     Num("DigitsUpToTheLineEnd", Cut::UInt64, Form::Value, "\"1-2\"x3\t4", "123"),
-    Num("Int32WrapsSigned", Cut::Int32, Form::Value, "2147483648", "-2147483648"),
     Num("UInt32Wraps", Cut::UInt32, Form::Value, "4294967297", "1"),
     Num("UInt64WrapsAt2To64", Cut::UInt64, Form::Value, "18446744073709551616", "0"),
     {"IndexCountsFromOne", {Cell({}, 4, Cut::UInt32, Form::Index)}, "", "42  ", true, 41},
     Num("PlusOneOf7", Cut::UInt64, Form::PlusOne, "7", "8"),
     Num("PlusOneWrapsIn32Bits", Cut::UInt32, Form::PlusOne, "4294967295", "0"),
-    Num("NaIf255", Cut::UInt64, Form::NaIf255, "255", "N.A."),
     Num("RaidSet255", Cut::UInt32, Form::NaIf255ElsePlusOne, "255", "N.A."),
     Num("RaidSet0", Cut::UInt32, Form::NaIf255ElsePlusOne, "0", "1"),
-    Num("Hex26", Cut::UInt64, Form::Hex, "26", "0X1A"),
     Num("HexZero", Cut::UInt64, Form::Hex, "0", "0"),
     // Decimal units above strict limits: six significant digits and a blank,
     // or four and the unit padded.
@@ -70,19 +70,14 @@ const FieldCase kFieldCases[] = {
     Bytes("Blank1001", kBlank, "1001", "1.001 KB"),
     Bytes("Blank1234567", kBlank, "1234567", "1.23457 MB"),
     Bytes("Blank10To9", kBlank, "1000000000", "1000 MB"),
-    Bytes("Blank2TB", kBlank, "2000398934016", "2000.4 GB"),
     Bytes("BlankBeyond64Bits", kBlank, "99999999999999999999", "1e+11 GB"),
     Bytes("Unit999", kUnit8, "999", "999B       "),
     Bytes("Unit1001", kUnit8, "1001", "1.001KB      "),
     Bytes("Unit2TB", kUnit8, "2000398934016", "2000GB      "),
     // Usage: the text, else the extended usage unless the number is 255.
     {"UsageText", {kUsage}, "-Usage=\"Free\"\n-R=3\n-UsageExt=\"x\"\n", "Free"},
-    {"EmptyUsageShowsExt", {kUsage}, "-Usage=\"\"\n-R=3\n-UsageExt=\"x\"\n", "x"},
     {"EmptyUsageAt255", {kUsage}, "-Usage=\"\"\n-R=255\n-UsageExt=\"x\"\n", ""},
     // Progress in tenths of a per cent, for two states spelt exactly.
-    {"Rebuilding", {kState}, "-S=\"Rebuilding\"\n-P=453\n", "Rebuilding(45.3%)"},
-    {"Initializing", {kState}, "-S=\"Initializing\"\n-P=5\n", "Initializing(0.5%)"},
-    {"OtherStateReadsNoProgress", {kState}, "-S=\"Normal\"\n", "Normal"},
     {"StateSpeltOtherwise", {kState}, "-S=\"rebuilding\"\n-P=453\n", "rebuilding"},
     {"Line", {Line("-N=", "Size:", 2, Cut::Int32, Form::Value, "MB")}, "-N=1024\n", "Size:\t\t1024MB\n"},
     // Guards end the record, with their message if they have one.
