@@ -373,22 +373,22 @@ struct PropertyForm {
     PropertyXml::Kind kind;
     size_t count;
     const char* names[5];
-    std::string PropertyXml::*fields[5];
+    std::string PropertyXml::*fields[5];   // null: checked, not kept
 };
 
 // Tried in this order; the attribute tables follow each element's list.
+// Nothing reads CLASSORIGIN, PROPAGATED, REFERENCECLASS, ARRAYSIZE or
+// EMBEDDEDOBJECT, so a property keeps only its name and type.
 constexpr PropertyForm propertyForms[] = {
     {"PROPERTY.REFERENCE", PropertyXml::Reference, 4,
      {"NAME", "REFERENCECLASS", "CLASSORIGIN", "PROPAGATED"},
-     {&PropertyXml::name, &PropertyXml::referenceClass, &PropertyXml::classOrigin, &PropertyXml::propagated}},
+     {&PropertyXml::name}},
     {"PROPERTY.ARRAY", PropertyXml::Array, 5,
      {"NAME", "TYPE", "CLASSORIGIN", "PROPAGATED", "ARRAYSIZE"},
-     {&PropertyXml::name, &PropertyXml::type, &PropertyXml::classOrigin, &PropertyXml::propagated,
-      &PropertyXml::arraySize}},
+     {&PropertyXml::name, &PropertyXml::type}},
     {"PROPERTY", PropertyXml::Plain, 5,
      {"NAME", "TYPE", "CLASSORIGIN", "PROPAGATED", "EMBEDDEDOBJECT"},
-     {&PropertyXml::name, &PropertyXml::type, &PropertyXml::classOrigin, &PropertyXml::propagated,
-      &PropertyXml::embeddedObject}},
+     {&PropertyXml::name, &PropertyXml::type}},
 };
 
 XmlElement tableOf(PropertyXml::Kind kind) {
@@ -411,17 +411,11 @@ bool looksNumeric(const std::string& v) {
 const XmlElement PropertyXml::elm[3] = {tableOf(Plain), tableOf(Reference), tableOf(Array)};
 
 PropertyXml::PropertyXml(XmlBuffer& xb) {
-    const PropertyForm* form = xmlsteps::openForm(xb, propertyForms);
-    if (!form) throw ParseException("Expecting PROPERTY element xx");
-    const XmlElement& table = elm[form->kind - 1];
     XmlAttr attr;
-    if (!xb.attrsOk(table, attr, form->tag.data())) throw ParseException("Bad PROPERTY attributes");
-    kind = form->kind;
-    for (size_t i = 0; i < form->count; ++i)
-        if (!attr.attr[i].empty()) this->*(form->fields[i]) = attr.attr[i];
-
+    const PropertyForm& form = xmlsteps::openKind(xb, propertyForms, elm, *this, attr,
+                                                  "Expecting PROPERTY element xx", "Bad PROPERTY attributes");
     for (;;) {
-        if (xb.endTag(form->tag, &attr)) break;
+        if (xb.endTag(form.tag, &attr)) break;
         const char* next = xb.nextTag();
         if (XmlBuffer::nextEquals(next, "QUALIFIER")) {
             QualifierXml q(xb);

@@ -213,7 +213,7 @@ public:
     // PROPERTY, PROPERTY.REFERENCE, PROPERTY.ARRAY: indexed by kind - 1.
     static const XmlElement elm[3];
 
-    std::string name, type, classOrigin, propagated, embeddedObject, referenceClass, arraySize;
+    std::string name, type;   // the other attributes are checked, not kept
     ArrayXml<QualifierXml> qualifiers;
     Option<ValueXml> value;
     int kind = Plain;

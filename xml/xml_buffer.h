@@ -8,6 +8,7 @@
 #include "xml/text.h"
 
 #include <array>
+#include <cstring>
 #include <initializer_list>
 #include <string>
 #include <string_view>
@@ -39,7 +40,6 @@ public:
     // The steps every element takes many times are written here, in line.
     void skipWS() {
         if (DBGXB) trace("skipWS()");
-        ++skipWSCalls;
         const char* const e = end();
         while (cursor < e && isSpace(*cursor)) ++cursor;
     }
@@ -66,10 +66,7 @@ public:
     // `p` points into a NUL-terminated buffer: the comparison stops at the
     // NUL, and the byte after a full match is at worst that NUL.
     static bool nextEquals(const char* p, std::string_view name) {
-        if (!p) return false;
-        for (size_t i = 0; i < name.size(); ++i)
-            if (p[i] != name[i]) return false;
-        return !isAlnum(p[name.size()]);
+        return p && std::strncmp(p, name.data(), name.size()) == 0 && !isAlnum(p[name.size()]);
     }
     int getWord(std::string_view w, int caseSensitive = 1);
     int tagEquals(std::string_view tag);
@@ -123,8 +120,7 @@ private:
         const size_t n = w.size();
         if (left() < n) return 0;
         if (caseSensitive) {
-            for (size_t i = 0; i < n; ++i)
-                if (cursor[i] != w[i]) return 0;
+            if (std::memcmp(cursor, w.data(), n) != 0) return 0;
         } else if (!equalsNoCase(std::string_view(cursor, n), w)) {
             return 0;
         }
@@ -143,7 +139,6 @@ private:
     char* cursor = nullptr;
     std::string spill;      // content that had no room to move in place
     int depth = 0;
-    static unsigned long skipWSCalls;   // counted on every skipWS(); nothing reads it
 };
 
 // Entity decoding: mode 0 plain, any other mode escapes quotes and backslashes
