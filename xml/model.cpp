@@ -71,7 +71,13 @@ ValueXml::ValueXml(XmlBuffer& xb) : RetValXml(TypeValue) {
 
     switch (kind) {
     case Value:
-        value = content(xb, attr);
+        if (xb.lending) {
+            const char* text = xb.getContent(&attr);
+            lent = text ? text : "";
+            lentSize = std::strlen(lent);
+        } else {
+            value = content(xb, attr);
+        }
         break;
     case Array:
         while (childIs(xb, attr, "VALUE")) elements.add(ValueXml(xb));
@@ -99,7 +105,18 @@ ValueXml::ValueXml(const ValueXml& other)
       kind(other.kind),
       value(other.value),
       elements(other.elements),
-      ref(other.ref ? other.ref->clone() : nullptr) {}
+      ref(other.ref ? other.ref->clone() : nullptr),
+      lent(other.lent),
+      lentSize(other.lentSize) {}
+
+void ValueXml::keep() {
+    if (lent) {
+        value.assign(lent, lentSize);
+        lent = nullptr;
+        lentSize = 0;
+    }
+    for (ValueXml& e : elements) e.keep();
+}
 
 ValueXml& ValueXml::operator=(const ValueXml& other) {
     if (this != &other) *this = ValueXml(other);
@@ -112,7 +129,7 @@ void ValueXml::toStringBuffer(std::string& buf, const char* q) const {
     switch (kind) {
     case Value:
         buf += q;
-        unescapeXmlTo(buf, value, 1);
+        unescapeXmlTo(buf, text(), 1);
         buf += q;
         break;
     case Array:
@@ -414,9 +431,8 @@ PropertyXml::PropertyXml(XmlBuffer& xb) {
     XmlAttr attr;
     const PropertyForm& form = xmlsteps::openKind(xb, propertyForms, elm, *this, attr,
                                                   "Expecting PROPERTY element xx", "Bad PROPERTY attributes");
-    for (;;) {
-        if (xb.endTag(form.tag, &attr)) break;
-        const char* next = xb.nextTag();
+    const char* next = nullptr;
+    while (!xmlsteps::ends(xb, form.tag, attr, next)) {
         if (XmlBuffer::nextEquals(next, "QUALIFIER")) {
             QualifierXml q(xb);
             if (!key) key = q.key;
@@ -450,17 +466,17 @@ PropertyXml::PropertyXml(const char* nameValue, bool isReference) {
 }
 
 void PropertyXml::toStringBuffer(std::string& buf, const char* q) const {
-    if (useNl) buf += "-";
+    if (useNl) buf += '-';
     buf += name;
     buf += q;
     if (addType) {
         if (kind == Array) buf += "[]";
-        if (kind == Reference) buf += "&";
-        if (key) buf += "#";
+        if (kind == Reference) buf += '&';
+        if (key) buf += '#';
     }
-    buf += "=";
+    buf += '=';
     if (!noVal && value.exists()) value.val().toStringBuffer(buf, !noQuotes && sameName(type, "string") ? "\"" : "");
-    if (useNl) buf += "\n";
+    if (useNl) buf += '\n';
 }
 
 // ---------------------------------------------------------------- INSTANCE
@@ -471,9 +487,8 @@ InstanceXml::InstanceXml(XmlBuffer& xb) : RetValXml(TypeInstance) {
     XmlAttr attr;
     open(xb, "INSTANCE", elm, attr, "Expecting INSTANCE element", "Bad INSTANCE attributes");
     className = attr.attr[0];
-    for (;;) {
-        if (xb.endTag("INSTANCE", &attr)) break;
-        const char* next = xb.nextTag();
+    const char* next = nullptr;
+    while (!xmlsteps::ends(xb, "INSTANCE", attr, next)) {
         if (XmlBuffer::nextEquals(next, "QUALIFIER"))
             qualifiers.add(QualifierXml(xb));
         else if (XmlBuffer::nextEquals(next, "PROPERTY"))
@@ -487,6 +502,11 @@ std::unique_ptr<RetValXml> InstanceXml::clone() const { return std::make_unique<
 
 void InstanceXml::toStringBuffer(std::string& buf, const char* q) const {
     properties.toStringBuffer(buf, useNl ? "" : ",", q);
+}
+
+void InstanceXml::keepValues() {
+    for (PropertyXml& p : properties)
+        if (p.value.exists()) p.value.val().keep();
 }
 
 void InstanceXml::propagateKeyFlags(const ArrayXml<KeyBindingXml>& keys) {

@@ -39,6 +39,15 @@ inline std::string content(XmlBuffer& xb, const XmlAttr& attr) {
     return text ? std::string(text) : std::string();
 }
 
+// In a loop over an element's children: true when the element ends here
+// (its empty form, or its end tag next). Otherwise `next` is what
+// nextTag() found; the end tag is only tried where a "</" comes.
+inline bool ends(XmlBuffer& xb, std::string_view tag, const XmlAttr& attr, const char*& next) {
+    next = xb.nextTag();
+    if (!attr.emptyElement && (!next || *next != '/')) return false;
+    return xb.endTag(tag, &attr);
+}
+
 // Equal ignoring the case of ASCII letters.
 inline bool sameName(std::string_view a, std::string_view b) { return equalsNoCase(a, b); }
 

@@ -86,6 +86,11 @@ public:
     const char* getContent(const XmlAttr* attr);
     int xmlHdr();
 
+    // While set, the VALUE text of what is read is not copied: it stays a
+    // view into this buffer's body, valid as long as the buffer. Set only
+    // around items that are done with before the buffer goes.
+    bool lending = false;
+
     const char* cur() const { return cursor; }
     const char* begin() const { return text.data(); }
     const char* end() const { return text.data() + text.size(); }
@@ -120,9 +125,12 @@ private:
         const size_t n = w.size();
         if (left() < n) return 0;
         if (caseSensitive) {
+            // Names tried in turn often share their beginning: the last
+            // byte tells most of them apart.
+            if (n && cursor[n - 1] != w[n - 1]) return 0;
             if (std::memcmp(cursor, w.data(), n) != 0) return 0;
-        } else if (!equalsNoCase(std::string_view(cursor, n), w)) {
-            return 0;
+        } else if (std::memcmp(cursor, w.data(), n) != 0 && !equalsNoCase(std::string_view(cursor, n), w)) {
+            return 0;   // names are mostly written as in the table: that is tried first
         }
         if (cursor + n < end() && isAlnum(cursor[n])) return 0;
         cursor += n;
