@@ -66,7 +66,10 @@ public:
     // `p` points into a NUL-terminated buffer: the comparison stops at the
     // NUL, and the byte after a full match is at worst that NUL.
     static bool nextEquals(const char* p, std::string_view name) {
-        return p && std::strncmp(p, name.data(), name.size()) == 0 && !isAlnum(p[name.size()]);
+        if (!p) return false;
+        for (size_t i = 0; i < name.size(); ++i)
+            if (p[i] != name[i]) return false;
+        return !isAlnum(p[name.size()]);
     }
     int getWord(std::string_view w, int caseSensitive = 1);
     int tagEquals(std::string_view tag);
