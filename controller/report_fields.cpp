@@ -5,6 +5,7 @@
 
 #include "cim/url.h"
 #include "xml/model.h"
+#include "xml/render_flags.h"
 
 namespace {
 
@@ -204,8 +205,8 @@ size_t RenderingRoom(const InstanceXml& instance) {
         room += p.name.size() + 8;
         if (!p.value.exists()) continue;
         const ValueXml& v = p.value.val();
-        room += 2 * v.value.size();
-        for (const ValueXml& e : v.elements) room += 2 * e.value.size() + 3;
+        room += 2 * v.text().size();
+        for (const ValueXml& e : v.elements) room += 2 * e.text().size() + 3;
     }
     return room;
 }
@@ -215,7 +216,7 @@ size_t RenderingRoom(const InstanceXml& instance) {
 void RenderNamedInstance(std::string& work, NamedInstanceXml& item) {
     work.clear();
     item.name.toStringBuffer(work, ":");
-    item.instance.propagateKeyFlags(item.name.keys);
+    if (addType) item.instance.propagateKeyFlags(item.name.keys);
     work += '\n';
     work.reserve(work.size() + RenderingRoom(item.instance));
     item.instance.toStringBuffer(work, "");
@@ -225,7 +226,7 @@ void RenderInquiry(std::string& work, URL& path, InstanceXml& instance) {
     work.clear();
     path.toStringBufferGI(work);
     work += '\n';
-    instance.propagateKeyFlags(path.keys);
+    if (addType) instance.propagateKeyFlags(path.keys);
     work.reserve(work.size() + RenderingRoom(instance));
     instance.toStringBuffer(work, "");
 }

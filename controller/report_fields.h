@@ -100,6 +100,7 @@ void ResetStream(std::ostream& os);
 
 // The text the reports search. A table report renders the instance name
 // (quote ":"), a line end and the instance; an inquiry the path's quoted form,
-// a line end and the instance. Key flags are propagated first.
+// a line end and the instance. Key flags, which only the type marks show
+// (addType), are propagated first when those are on.
 void RenderNamedInstance(std::string& work, NamedInstanceXml& item);
 void RenderInquiry(std::string& work, URL& path, InstanceXml& instance);

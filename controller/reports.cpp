@@ -218,6 +218,25 @@ const ListLayout kVolumeInfoReport = {"Volume Set(s) Information:", kVolumeColum
 const ListLayout kRaidSetInfoReport = {"RAID Set(s) Information:", kRaidSetColumns, std::size(kRaidSetColumns),
                                        kRaidSetRow, std::size(kRaidSetRow)};
 
+// A new block is not filled with zeros: only what is written is touched.
+HeldText::int_type HeldText::overflow(int_type c) {
+    if (traits_type::eq_int_type(c, traits_type::eof())) return traits_type::not_eof(c);
+    blocks.emplace_back(new char[kBlockSize]);
+    char* const block = blocks.back().get();
+    setp(block, block + kBlockSize);
+    *pptr() = traits_type::to_char_type(c);
+    pbump(1);
+    return c;
+}
+
+void HeldText::writeTo(std::ostream& os) const {
+    for (size_t i = 0; i < blocks.size(); ++i) {
+        const char* const block = blocks[i].get();
+        const size_t used = i + 1 < blocks.size() ? kBlockSize : static_cast<size_t>(pptr() - block);
+        os.write(block, static_cast<std::streamsize>(used));
+    }
+}
+
 ListReport::ListReport(const ListLayout& layout, std::string& work, std::ostream& target)
     : layout(layout), work(work), target(target) {
     held.copyfmt(target);
@@ -248,7 +267,7 @@ void ListReport::take(NamedInstanceXml& item) {
 
 void ListReport::print() {
     if (!failure) held << dashline << '\n';
-    target << held.rdbuf();   // never empty: the title is always there
+    text.writeTo(target);
     target.copyfmt(held);
     if (failure) std::rethrow_exception(failure);
 }

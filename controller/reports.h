@@ -6,8 +6,11 @@
 
 #include <exception>
 #include <iostream>
+#include <memory>
 #include <sstream>
+#include <streambuf>
 #include <string>
+#include <vector>
 
 #include "controller/report_fields.h"
 #include "xml/envelope.h"
@@ -22,9 +25,23 @@ struct ListLayout;
 extern const ListLayout kSystemInfoReport, kEventInfoReport, kDiskInfoReport, kVolumeInfoReport,
     kRaidSetInfoReport;
 
+// Text written to it is kept in blocks until writeTo(): a long report is
+// not copied each time it outgrows its room, as a string stream's would be.
+class HeldText final : public std::streambuf {
+public:
+    void writeTo(std::ostream& os) const;
+
+protected:
+    int_type overflow(int_type c) override;
+
+private:
+    static constexpr size_t kBlockSize = 64 * 1024;
+    std::vector<std::unique_ptr<char[]>> blocks;
+};
+
 // A list report fed one instance at a time, so it can take an enumeration's
 // instances while the reply is read (a NamedInstanceSink) and none has to be
-// kept. What it writes is held in a string stream until print(). A failure
+// kept. What it writes is held (HeldText) until print(). A failure
 // to report an instance is held as well, and thrown by print() after the
 // records before it: a reply that turns out to be broken further on shows
 // its own error, and nothing of the report, as when the reply is read first.
@@ -41,7 +58,8 @@ private:
     const ListLayout& layout;
     std::string& work;
     std::ostream& target;
-    std::stringstream held;   // read back by print()
+    HeldText text;
+    std::ostream held{&text};   // written out by print()
     size_t records = 0;
     std::exception_ptr failure;
 };

@@ -19,17 +19,16 @@ struct ParameterForm {
     ParameterXml::Kind kind;
     size_t count;
     const char* names[3];
-    std::string ParameterXml::*fields[3];
+    std::string ParameterXml::*fields[3];   // null: checked, not kept
 };
 
 // Tried in this order; each table follows its element's attribute list.
 constexpr ParameterForm parameterForms[] = {
     {"PARAMETER.REFARRAY", ParameterXml::RefArray, 3, {"NAME", "REFERENCECLASS", "ARRAYSIZE"},
-     {&ParameterXml::name, &ParameterXml::referenceClass, &ParameterXml::arraySize}},
-    {"PARAMETER.REFERENCE", ParameterXml::Reference, 2, {"NAME", "REFERENCECLASS"},
-     {&ParameterXml::name, &ParameterXml::referenceClass}},
+     {&ParameterXml::name}},
+    {"PARAMETER.REFERENCE", ParameterXml::Reference, 2, {"NAME", "REFERENCECLASS"}, {&ParameterXml::name}},
     {"PARAMETER.ARRAY", ParameterXml::Array, 3, {"NAME", "TYPE", "ARRAYSIZE"},
-     {&ParameterXml::name, &ParameterXml::type, &ParameterXml::arraySize}},
+     {&ParameterXml::name, &ParameterXml::type}},
     {"PARAMETER", ParameterXml::Plain, 2, {"NAME", "TYPE"}, {&ParameterXml::name, &ParameterXml::type}},
 };
 
@@ -46,16 +45,11 @@ bool isString(const std::string& type) { return sameName(type, "string"); }
 const XmlElement ParameterXml::elm[4] = {tableOf(Plain), tableOf(Reference), tableOf(Array), tableOf(RefArray)};
 
 ParameterXml::ParameterXml(XmlBuffer& xb) {
-    const ParameterForm* form = xmlsteps::openForm(xb, parameterForms);
-    if (!form) throw ParseException("Expecting PARAMETER element xx");
-    const XmlElement& table = elm[form->kind - 1];
     XmlAttr attr;
-    if (!xb.attrsOk(table, attr, form->tag.data())) throw ParseException("Bad PARAMETER attributes");
-    kind = form->kind;
-    for (size_t i = 0; i < form->count; ++i) this->*(form->fields[i]) = std::move(attr.attr[i]);
-
+    const ParameterForm& form = xmlsteps::openKind(xb, parameterForms, elm, *this, attr,
+                                                   "Expecting PARAMETER element xx", "Bad PARAMETER attributes");
     for (;;) {
-        if (xb.endTag(form->tag, &attr)) break;
+        if (xb.endTag(form.tag, &attr)) break;
         if (!XmlBuffer::nextEquals(xb.nextTag(), "QUALIFIER"))
             throw ParseException("Expecting /PARAMETER or QUALIFIER element");
         qualifiers.add(QualifierXml(xb));

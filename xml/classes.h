@@ -18,7 +18,7 @@ public:
     // indexed by kind - 1.
     static const XmlElement elm[4];
 
-    std::string name, type, referenceClass, arraySize;
+    std::string name, type;   // REFERENCECLASS and ARRAYSIZE are checked, not kept
     int kind = Plain;
     ArrayXml<QualifierXml> qualifiers;
     Option<ValueXml> value;

@@ -71,7 +71,13 @@ ValueXml::ValueXml(XmlBuffer& xb) : RetValXml(TypeValue) {
 
     switch (kind) {
     case Value:
-        value = content(xb, attr);
+        if (xb.lending) {
+            const char* text = xb.getContent(&attr);
+            lent = text ? text : "";
+            lentSize = std::strlen(lent);
+        } else {
+            value = content(xb, attr);
+        }
         break;
     case Array:
         while (childIs(xb, attr, "VALUE")) elements.add(ValueXml(xb));
@@ -99,7 +105,18 @@ ValueXml::ValueXml(const ValueXml& other)
       kind(other.kind),
       value(other.value),
       elements(other.elements),
-      ref(other.ref ? other.ref->clone() : nullptr) {}
+      ref(other.ref ? other.ref->clone() : nullptr),
+      lent(other.lent),
+      lentSize(other.lentSize) {}
+
+void ValueXml::keep() {
+    if (lent) {
+        value.assign(lent, lentSize);
+        lent = nullptr;
+        lentSize = 0;
+    }
+    for (ValueXml& e : elements) e.keep();
+}
 
 ValueXml& ValueXml::operator=(const ValueXml& other) {
     if (this != &other) *this = ValueXml(other);
@@ -112,7 +129,7 @@ void ValueXml::toStringBuffer(std::string& buf, const char* q) const {
     switch (kind) {
     case Value:
         buf += q;
-        unescapeXmlTo(buf, value, 1);
+        unescapeXmlTo(buf, text(), 1);
         buf += q;
         break;
     case Array:
@@ -373,22 +390,22 @@ struct PropertyForm {
     PropertyXml::Kind kind;
     size_t count;
     const char* names[5];
-    std::string PropertyXml::*fields[5];
+    std::string PropertyXml::*fields[5];   // null: checked, not kept
 };
 
 // Tried in this order; the attribute tables follow each element's list.
+// Nothing reads CLASSORIGIN, PROPAGATED, REFERENCECLASS, ARRAYSIZE or
+// EMBEDDEDOBJECT, so a property keeps only its name and type.
 constexpr PropertyForm propertyForms[] = {
     {"PROPERTY.REFERENCE", PropertyXml::Reference, 4,
      {"NAME", "REFERENCECLASS", "CLASSORIGIN", "PROPAGATED"},
-     {&PropertyXml::name, &PropertyXml::referenceClass, &PropertyXml::classOrigin, &PropertyXml::propagated}},
+     {&PropertyXml::name}},
     {"PROPERTY.ARRAY", PropertyXml::Array, 5,
      {"NAME", "TYPE", "CLASSORIGIN", "PROPAGATED", "ARRAYSIZE"},
-     {&PropertyXml::name, &PropertyXml::type, &PropertyXml::classOrigin, &PropertyXml::propagated,
-      &PropertyXml::arraySize}},
+     {&PropertyXml::name, &PropertyXml::type}},
     {"PROPERTY", PropertyXml::Plain, 5,
      {"NAME", "TYPE", "CLASSORIGIN", "PROPAGATED", "EMBEDDEDOBJECT"},
-     {&PropertyXml::name, &PropertyXml::type, &PropertyXml::classOrigin, &PropertyXml::propagated,
-      &PropertyXml::embeddedObject}},
+     {&PropertyXml::name, &PropertyXml::type}},
 };
 
 XmlElement tableOf(PropertyXml::Kind kind) {
@@ -411,18 +428,11 @@ bool looksNumeric(const std::string& v) {
 const XmlElement PropertyXml::elm[3] = {tableOf(Plain), tableOf(Reference), tableOf(Array)};
 
 PropertyXml::PropertyXml(XmlBuffer& xb) {
-    const PropertyForm* form = xmlsteps::openForm(xb, propertyForms);
-    if (!form) throw ParseException("Expecting PROPERTY element xx");
-    const XmlElement& table = elm[form->kind - 1];
     XmlAttr attr;
-    if (!xb.attrsOk(table, attr, form->tag.data())) throw ParseException("Bad PROPERTY attributes");
-    kind = form->kind;
-    for (size_t i = 0; i < form->count; ++i)
-        if (!attr.attr[i].empty()) this->*(form->fields[i]) = attr.attr[i];
-
-    for (;;) {
-        if (xb.endTag(form->tag, &attr)) break;
-        const char* next = xb.nextTag();
+    const PropertyForm& form = xmlsteps::openKind(xb, propertyForms, elm, *this, attr,
+                                                  "Expecting PROPERTY element xx", "Bad PROPERTY attributes");
+    const char* next = nullptr;
+    while (!xmlsteps::ends(xb, form.tag, attr, next)) {
         if (XmlBuffer::nextEquals(next, "QUALIFIER")) {
             QualifierXml q(xb);
             if (!key) key = q.key;
@@ -456,17 +466,17 @@ PropertyXml::PropertyXml(const char* nameValue, bool isReference) {
 }
 
 void PropertyXml::toStringBuffer(std::string& buf, const char* q) const {
-    if (useNl) buf += "-";
+    if (useNl) buf += '-';
     buf += name;
     buf += q;
     if (addType) {
         if (kind == Array) buf += "[]";
-        if (kind == Reference) buf += "&";
-        if (key) buf += "#";
+        if (kind == Reference) buf += '&';
+        if (key) buf += '#';
     }
-    buf += "=";
+    buf += '=';
     if (!noVal && value.exists()) value.val().toStringBuffer(buf, !noQuotes && sameName(type, "string") ? "\"" : "");
-    if (useNl) buf += "\n";
+    if (useNl) buf += '\n';
 }
 
 // ---------------------------------------------------------------- INSTANCE
@@ -477,9 +487,8 @@ InstanceXml::InstanceXml(XmlBuffer& xb) : RetValXml(TypeInstance) {
     XmlAttr attr;
     open(xb, "INSTANCE", elm, attr, "Expecting INSTANCE element", "Bad INSTANCE attributes");
     className = attr.attr[0];
-    for (;;) {
-        if (xb.endTag("INSTANCE", &attr)) break;
-        const char* next = xb.nextTag();
+    const char* next = nullptr;
+    while (!xmlsteps::ends(xb, "INSTANCE", attr, next)) {
         if (XmlBuffer::nextEquals(next, "QUALIFIER"))
             qualifiers.add(QualifierXml(xb));
         else if (XmlBuffer::nextEquals(next, "PROPERTY"))
@@ -493,6 +502,11 @@ std::unique_ptr<RetValXml> InstanceXml::clone() const { return std::make_unique<
 
 void InstanceXml::toStringBuffer(std::string& buf, const char* q) const {
     properties.toStringBuffer(buf, useNl ? "" : ",", q);
+}
+
+void InstanceXml::keepValues() {
+    for (PropertyXml& p : properties)
+        if (p.value.exists()) p.value.val().keep();
 }
 
 void InstanceXml::propagateKeyFlags(const ArrayXml<KeyBindingXml>& keys) {

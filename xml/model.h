@@ -70,10 +70,20 @@ public:
 
     static const XmlElement elm;   // VALUE, VALUE.ARRAY, VALUE.REFERENCE
 
+    // VALUE content as received (entities kept): `value`, or while the
+    // scanner lends its body (XmlBuffer::lending) a view into that body.
+    std::string_view text() const { return lent ? std::string_view(lent, lentSize) : std::string_view(value); }
+    // Copies lent text into `value`, here and in the array's elements.
+    void keep();
+
     int kind = None;
-    std::string value;                 // VALUE content as received (entities kept)
+    std::string value;                 // VALUE content, when not lent
     ArrayXml<ValueXml> elements;       // VALUE.ARRAY
     std::unique_ptr<SubValueXml> ref;  // VALUE.REFERENCE
+
+private:
+    const char* lent = nullptr;
+    size_t lentSize = 0;
 };
 
 class KeyValueXml {
@@ -213,7 +223,7 @@ public:
     // PROPERTY, PROPERTY.REFERENCE, PROPERTY.ARRAY: indexed by kind - 1.
     static const XmlElement elm[3];
 
-    std::string name, type, classOrigin, propagated, embeddedObject, referenceClass, arraySize;
+    std::string name, type;   // the other attributes are checked, not kept
     ArrayXml<QualifierXml> qualifiers;
     Option<ValueXml> value;
     int kind = Plain;
@@ -228,6 +238,8 @@ public:
     void toStringBuffer(std::string& buf, const char* q = "") const override;
     void propagateKeyFlags(const ArrayXml<KeyBindingXml>& keys);
     void propagateKeyFlags(const ArrayXml<PropertyXml>& keys);
+    // Copies every lent value into the instance (ValueXml::keep).
+    void keepValues();
 
     static const XmlElement elm;
     std::string className;

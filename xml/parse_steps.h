@@ -39,6 +39,15 @@ inline std::string content(XmlBuffer& xb, const XmlAttr& attr) {
     return text ? std::string(text) : std::string();
 }
 
+// In a loop over an element's children: true when the element ends here
+// (its empty form, or its end tag next). Otherwise `next` is what
+// nextTag() found; the end tag is only tried where a "</" comes.
+inline bool ends(XmlBuffer& xb, std::string_view tag, const XmlAttr& attr, const char*& next) {
+    next = xb.nextTag();
+    if (!attr.emptyElement && (!next || *next != '/')) return false;
+    return xb.endTag(tag, &attr);
+}
+
 // Equal ignoring the case of ASCII letters.
 inline bool sameName(std::string_view a, std::string_view b) { return equalsNoCase(a, b); }
 
@@ -50,6 +59,23 @@ const Form* openForm(XmlBuffer& xb, const Form (&forms)[N]) {
     for (size_t i = 0; i < N; ++i) tags[i] = forms[i].tag;
     const int at = xb.tagIndex(tags, N);
     return at < 0 ? nullptr : &forms[at];
+}
+
+// An element with several forms whose attributes go to members of `into`
+// (PROPERTY, PARAMETER and their variants): opens the form that comes next,
+// reads its attributes against its table, `tables[kind - 1]`, and stores
+// those the model keeps (a form's `fields` entry is null for an attribute
+// that is checked but not kept). Sets `into.kind`.
+template <class Model, class Form, size_t N>
+const Form& openKind(XmlBuffer& xb, const Form (&forms)[N], const XmlElement* tables, Model& into, XmlAttr& attr,
+                     const char* expecting, const char* badAttributes) {
+    const Form* form = openForm(xb, forms);
+    if (!form) throw ParseException(expecting);
+    if (!xb.attrsOk(tables[form->kind - 1], attr, form->tag.data())) throw ParseException(badAttributes);
+    into.kind = form->kind;
+    for (size_t i = 0; i < form->count; ++i)
+        if (form->fields[i] && !attr.attr[i].empty()) into.*(form->fields[i]) = attr.attr[i];
+    return *form;
 }
 
 }  // namespace xmlsteps

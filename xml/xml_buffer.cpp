@@ -28,8 +28,6 @@ const XmlElement prologElm{"version", "encoding"};
 
 }  // namespace
 
-unsigned long XmlBuffer::skipWSCalls = 0;
-
 void XmlBuffer::trace(const char* what, std::string_view arg) {
     if (arg.empty())
         std::fprintf(stderr, "--- XmlBuffer::%s\n", what);
@@ -73,14 +71,13 @@ int XmlBuffer::tagEquals(std::string_view tag) {
 }
 
 int XmlBuffer::tagIndex(const std::string_view* tags, size_t count) {
+    if (DBGXB) trace("tagIndex", tags[0]);
     char* const saved = cursor;
     skipWS();
     if (getChar('<')) {
         skipWS();
-        for (size_t i = 0; i < count; ++i) {
-            if (DBGXB) trace("tagEquals", tags[i]);
+        for (size_t i = 0; i < count; ++i)
             if (getWordN(tags[i], true)) return static_cast<int>(i);
-        }
     }
     cursor = saved;
     return -1;
@@ -95,8 +92,12 @@ int XmlBuffer::attrsOk(const XmlElement& elm, XmlAttr& attr, const char* tag) {
 
     skipWS();
     while (cursor < end() && isAlpha(*cursor)) {
+        // A name can only match a table entry with the same first letter.
+        const char first = static_cast<char>(*cursor | 0x20);
         size_t i = 0;
-        while (i < count && ((seen >> i & 1) || !getWordN(elm.attrs[i], false))) ++i;
+        while (i < count && ((seen >> i & 1) || (elm.attrs[i][0] | 0x20) != first ||
+                             !getWordN(elm.attrs[i], false)))
+            ++i;
         if (i == count)
             throw ParseException(std::string("Unknown attribute in list for ") + tag + " (" +
                                  peek(cursor, end(), 10) + ")");

@@ -8,6 +8,7 @@
 #include "xml/text.h"
 
 #include <array>
+#include <cstring>
 #include <initializer_list>
 #include <string>
 #include <string_view>
@@ -39,7 +40,6 @@ public:
     // The steps every element takes many times are written here, in line.
     void skipWS() {
         if (DBGXB) trace("skipWS()");
-        ++skipWSCalls;
         const char* const e = end();
         while (cursor < e && isSpace(*cursor)) ++cursor;
     }
@@ -89,6 +89,11 @@ public:
     const char* getContent(const XmlAttr* attr);
     int xmlHdr();
 
+    // While set, the VALUE text of what is read is not copied: it stays a
+    // view into this buffer's body, valid as long as the buffer. Set only
+    // around items that are done with before the buffer goes.
+    bool lending = false;
+
     const char* cur() const { return cursor; }
     const char* begin() const { return text.data(); }
     const char* end() const { return text.data() + text.size(); }
@@ -123,10 +128,12 @@ private:
         const size_t n = w.size();
         if (left() < n) return 0;
         if (caseSensitive) {
-            for (size_t i = 0; i < n; ++i)
-                if (cursor[i] != w[i]) return 0;
-        } else if (!equalsNoCase(std::string_view(cursor, n), w)) {
-            return 0;
+            // Names tried in turn often share their beginning: the last
+            // byte tells most of them apart.
+            if (n && cursor[n - 1] != w[n - 1]) return 0;
+            if (std::memcmp(cursor, w.data(), n) != 0) return 0;
+        } else if (std::memcmp(cursor, w.data(), n) != 0 && !equalsNoCase(std::string_view(cursor, n), w)) {
+            return 0;   // names are mostly written as in the table: that is tried first
         }
         if (cursor + n < end() && isAlnum(cursor[n])) return 0;
         cursor += n;
@@ -143,7 +150,6 @@ private:
     char* cursor = nullptr;
     std::string spill;      // content that had no room to move in place
     int depth = 0;
-    static unsigned long skipWSCalls;   // counted on every skipWS(); nothing reads it
 };
 
 // Entity decoding: mode 0 plain, any other mode escapes quotes and backslashes

@@ -189,6 +189,61 @@ TEST(NamedInstanceSink, TakesNeitherASingleInstanceNorAnotherResult) {
     EXPECT_EQ(sink.seen, "");
 }
 
+// Values read for a sink are views into the body; they render as the same
+// values read into a list. A single instance, which outlives the body, holds
+// copies of its values.
+std::string withValues(const char* id) {
+    return "<VALUE.NAMEDINSTANCE><INSTANCENAME CLASSNAME=\"E\">" + keyBinding("Id", "string", id) +
+           "</INSTANCENAME>" +
+           instance(property("s", "string", std::string("<VALUE>a &amp; ") + id + "</VALUE>") +
+                    property("e", "string", "<VALUE/>") + property("n", "uint8", "") +
+                    "<PROPERTY.ARRAY NAME=\"a\" TYPE=\"string\"><VALUE.ARRAY><VALUE>x</VALUE><VALUE>" + id +
+                    "</VALUE></VALUE.ARRAY></PROPERTY.ARRAY>") +
+           "</VALUE.NAMEDINSTANCE>\n";
+}
+
+struct Render : NamedInstanceSink {
+    void take(NamedInstanceXml& item) override {
+        item.instance.toStringBuffer(seen, "");
+        seen += ";";
+    }
+    std::string seen;
+};
+
+TEST(NamedInstanceSink, ValuesLentFromTheBodyReadAsWhenCopied) {
+    const std::string body = xmltest::iReply(withValues("1") + withValues("2"));
+    Render sink;
+    CimXml lent(body, 0, &sink);
+    CimXml copied(body, 0);
+    std::string expected;
+    for (const NamedInstanceXml& item : static_cast<NamedInstancesXml&>(*copied.getReturnData()).items) {
+        item.instance.toStringBuffer(expected, "");
+        expected += ";";
+    }
+    EXPECT_EQ(sink.seen, expected);
+    EXPECT_EQ(sink.seen,
+              "-s=\"a & 1\"\n-e=\"\"\n-n=\n-a=\"x\",\"1\"\n;-s=\"a & 2\"\n-e=\"\"\n-n=\n-a=\"x\",\"2\"\n;");
+}
+
+TEST(NamedInstanceSink, ASingleInstanceKeepsItsValues) {
+    Render sink;
+    std::unique_ptr<RetValXml> result;
+    {
+        CimXml single(xmltest::iReply(withValues("7")), 0, &sink);
+        result = single.takeReturnData();
+    }
+    ASSERT_EQ(result->type, TypeNamedInstance);
+    const InstanceXml& item = static_cast<NamedInstanceXml&>(*result).instance;
+    ASSERT_EQ(item.properties.size(), 4u);
+    EXPECT_EQ(item.properties[0].value.val().value, "a &amp; 7");
+    EXPECT_EQ(item.properties[0].value.val().text(), "a &amp; 7");
+    EXPECT_EQ(item.properties[3].value.val().elements[1].value, "7");
+    std::string text;
+    item.toStringBuffer(text, "");
+    EXPECT_EQ(text, "-s=\"a & 7\"\n-e=\"\"\n-n=\n-a=\"x\",\"7\"\n");
+    EXPECT_EQ(sink.seen, "");
+}
+
 // The instances before a fault were taken; the fault still ends the parse.
 TEST(NamedInstanceSink, AFaultAfterTakenInstancesStillFails) {
     Collect sink;
