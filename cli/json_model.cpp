@@ -172,7 +172,7 @@ std::string DecodeText(std::string_view raw) {
 Json ValueJson(const ValueXml& value, const std::string& cimType, const std::string& what) {
     switch (value.kind) {
     case ValueXml::Value:
-        return ScalarJson(value.value, cimType, what);
+        return ScalarJson(value.text(), cimType, what);
     case ValueXml::Array: {
         Json list = Json::array();
         for (const ValueXml& element : value.elements) list.push_back(ValueJson(element, cimType, what));
@@ -220,7 +220,7 @@ Json KeysJson(const ArrayXml<PropertyXml>& keys) {
             continue;
         }
         const ValueXml& value = key.value.val();
-        out[key.name] = value.kind == ValueXml::Value ? KeyValueJson(key.type, value.value)
+        out[key.name] = value.kind == ValueXml::Value ? KeyValueJson(key.type, value.text())
                                                       : Json(ReferenceText(value));
     }
     return out;
@@ -269,7 +269,7 @@ Json MethodresponseJson(const MethodresponseXml& response) {
 
 std::string ReturnValueText(const MethodresponseXml& response) {
     const ValueXml* value = ReturnValue(response);
-    return value && value->kind == ValueXml::Value ? DecodeText(value->value) : std::string();
+    return value && value->kind == ValueXml::Value ? DecodeText(value->text()) : std::string();
 }
 
 std::string Dump(const Json& document) { return document.dump(-1, ' ', false, Json::error_handler_t::replace); }
