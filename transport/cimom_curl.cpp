@@ -421,6 +421,14 @@ void CimomCurl::pause() {
 
 namespace {
 
+// The CA file must open for reading before libcurl is pointed at it.
+void requireReadable(const char* caCert) {
+    std::unique_ptr<FILE, int (*)(FILE*)> file(std::fopen(caCert, "r"), &std::fclose);
+    if (!file)
+        throw HttpException(std::string("Could not open CA certificate file: ") + caCert + " (" +
+                            std::strerror(errno) + ")");
+}
+
 void reportOption(CURLcode rc, const char* failure) {
     if (rc == CURLE_OK) return;
     if (!quietOutput) std::cerr << CimomCurl::getErrorMessage(rc) << std::endl;
@@ -437,11 +445,7 @@ void CimomCurl::setClientCertificates(const char* caCert, int noVerify, const ch
     if (noVerify) {
         reportOption(curl_easy_setopt(h, CURLOPT_SSL_VERIFYPEER, 0L), "Could not disable peer verification.");
     } else if (caCert != nullptr) {
-        std::unique_ptr<FILE, int (*)(FILE*)> file(std::fopen(caCert, "r"), &std::fclose);
-        if (!file) {
-            throw HttpException(std::string("Could not open CA certificate file: ") + caCert + " (" +
-                                std::strerror(errno) + ")");
-        }
+        requireReadable(caCert);
         reportOption(curl_easy_setopt(h, CURLOPT_SSL_VERIFYPEER, 1L), "Could not enable peer verification.");
         reportOption(curl_easy_setopt(h, CURLOPT_CAINFO, caCert), "Could not load CA certificate.");
     } else {
@@ -453,11 +457,7 @@ void CimomCurl::setClientCertificates(const char* caCert, int noVerify, const ch
     // store (the system's).
     if (verifyPeer && noVerify) {
         if (caCert != nullptr) {
-            std::unique_ptr<FILE, int (*)(FILE*)> file(std::fopen(caCert, "r"), &std::fclose);
-            if (!file) {
-                throw HttpException(std::string("Could not open CA certificate file: ") + caCert + " (" +
-                                    std::strerror(errno) + ")");
-            }
+            requireReadable(caCert);
             reportOption(curl_easy_setopt(h, CURLOPT_CAINFO, caCert), "Could not load CA certificate.");
         }
         reportOption(curl_easy_setopt(h, CURLOPT_SSL_VERIFYPEER, 1L), "Could not enable peer verification.");
