@@ -39,7 +39,10 @@ void XmlBuffer::traceChar(char c) const {
     std::fprintf(stderr, "--- XmlBuffer::getChar('%c'): %c\n", c, cursor < end() ? *cursor : ' ');
 }
 
-XmlBuffer::XmlBuffer(std::string body) : text(std::move(body)), cursor(&text[0]) {}
+XmlBuffer::XmlBuffer(std::string body) : text(std::move(body)), cursor(&text[0]) {
+    const void* nul = std::memchr(text.data(), '\0', text.size());
+    nulFree = nul ? static_cast<const char*>(nul) : end();
+}
 
 XmlBuffer::XmlBuffer(const XmlBuffer&) { throw ParseException("I told you not to!"); }
 
@@ -178,16 +181,12 @@ std::string_view XmlBuffer::valueText(const char* attrName) {
     } else {
         close = cursor = &text[0] + text.size();
     }
-    return std::string_view(start, strnlen(start, static_cast<size_t>(close - start)));
+    return upToNul(start, static_cast<size_t>(close - start));
 }
 
-const char* XmlBuffer::getContent(const XmlAttr* attr) {
-    if (DBGXB) std::fprintf(stderr, "--- XmlBuffer::getContent()\n");
-    if (attr && attr->emptyElement) return nullptr;
+void XmlBuffer::skipContent() {
     static constexpr std::string_view cdataOpen = "<![CDATA[";
     static constexpr std::string_view cdataClose = "]]>";
-
-    char* const start = cursor;
     for (;;) {
         char* const here = cursor;
         const std::string_view rest(here, left());
@@ -202,6 +201,13 @@ const char* XmlBuffer::getContent(const XmlAttr* attr) {
         if (close == std::string_view::npos) throw ParseException("Failed to get CDATA end tag.");
         cursor = here + close + cdataClose.size();
     }
+}
+
+const char* XmlBuffer::getContent(const XmlAttr* attr) {
+    if (DBGXB) std::fprintf(stderr, "--- XmlBuffer::getContent()\n");
+    if (attr && attr->emptyElement) return nullptr;
+    char* const start = cursor;
+    skipContent();
     if (cursor == start) return "";
 
     // The content moves two bytes to the front, over the end of the start
@@ -216,6 +222,14 @@ const char* XmlBuffer::getContent(const XmlAttr* attr) {
     std::memmove(moved, start, len);
     moved[len] = '\0';
     return moved;
+}
+
+std::string_view XmlBuffer::contentView(const XmlAttr* attr) {
+    if (DBGXB) std::fprintf(stderr, "--- XmlBuffer::getContent()\n");
+    if (attr && attr->emptyElement) return "";
+    const char* const start = cursor;
+    skipContent();
+    return upToNul(start, static_cast<size_t>(cursor - start));
 }
 
 int XmlBuffer::xmlHdr() {

@@ -87,6 +87,9 @@ public:
     std::string getValue(const char* attrName);
     // Null for an empty element; otherwise the content, cut in place.
     const char* getContent(const XmlAttr* attr);
+    // The same text as getContent (up to a NUL byte), left where it is:
+    // a view into the body for lent values; "" for an empty element.
+    std::string_view contentView(const XmlAttr* attr);
     int xmlHdr();
 
     // While set, the VALUE text of what is read is not copied: it stays a
@@ -141,6 +144,13 @@ private:
     }
     // getValue's value, cut in place and not copied.
     std::string_view valueText(const char* attrName);
+    // Moves the cursor over the content that starts there (CDATA sections
+    // included), up to the next tag.
+    void skipContent();
+    // `p` up to `n` bytes, cut at a NUL byte of the body.
+    std::string_view upToNul(const char* p, size_t n) const {
+        return std::string_view(p, p + n <= nulFree ? n : strnlen(p, n));
+    }
     size_t left() const { return static_cast<size_t>(end() - cursor); }
     static void trace(const char* what, std::string_view arg = {});
     void traceChar(char c) const;
@@ -149,6 +159,10 @@ private:
     std::string text;       // the body, NUL-terminated by std::string
     char* cursor = nullptr;
     std::string spill;      // content that had no room to move in place
+    // The body as received has no NUL byte before this point (the cuts
+    // write theirs only behind the cursor), so a text ending before it
+    // needs no look for one.
+    const char* nulFree = nullptr;
     int depth = 0;
 };
 
