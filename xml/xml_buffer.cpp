@@ -63,26 +63,24 @@ int XmlBuffer::getWord(std::string_view w, int caseSensitive) {
 
 int XmlBuffer::tagEquals(std::string_view tag) {
     if (DBGXB) trace("tagEquals", tag);
-    char* const saved = cursor;
-    skipWS();
-    if (getChar('<')) {
-        skipWS();
-        if (getWordN(tag, true)) return 1;
-    }
-    cursor = saved;
-    return 0;
+    char* const p = blanks(cursor);
+    if (p == end() || *p != '<') return 0;
+    char* const after = wordAt(blanks(p + 1), tag, true);
+    if (!after) return 0;
+    cursor = after;
+    return 1;
 }
 
 int XmlBuffer::tagIndex(const std::string_view* tags, size_t count) {
     if (DBGXB) trace("tagIndex", tags[0]);
-    char* const saved = cursor;
-    skipWS();
-    if (getChar('<')) {
-        skipWS();
-        for (size_t i = 0; i < count; ++i)
-            if (getWordN(tags[i], true)) return static_cast<int>(i);
-    }
-    cursor = saved;
+    char* p = blanks(cursor);
+    if (p == end() || *p != '<') return -1;
+    p = blanks(p + 1);
+    for (size_t i = 0; i < count; ++i)
+        if (char* const after = wordAt(p, tags[i], true)) {
+            cursor = after;
+            return static_cast<int>(i);
+        }
     return -1;
 }
 
@@ -93,29 +91,36 @@ int XmlBuffer::attrsOk(const XmlElement& elm, XmlAttr& attr, const char* tag) {
     attr.emptyElement = false;
     unsigned long long seen = 0;
 
-    skipWS();
+    cursor = blanks(cursor);
     while (cursor < end() && isAlpha(*cursor)) {
         // A name can only match a table entry with the same first letter.
         const char first = static_cast<char>(*cursor | 0x20);
         size_t i = 0;
-        while (i < count && ((seen >> i & 1) || (elm.attrs[i][0] | 0x20) != first ||
-                             !getWordN(elm.attrs[i], false)))
-            ++i;
+        char* after = nullptr;
+        for (; i < count; ++i)
+            if (!(seen >> i & 1) && (elm.attrs[i][0] | 0x20) == first &&
+                (after = wordAt(cursor, elm.attrs[i], false)))
+                break;
         if (i == count)
             throw ParseException(std::string("Unknown attribute in list for ") + tag + " (" +
                                  peek(cursor, end(), 10) + ")");
-        skipWS();
-        if (!getChar('=')) throw ParseException("'=' expected in attribute list");
+        cursor = blanks(after);
+        if (cursor == end() || *cursor != '=') throw ParseException("'=' expected in attribute list");
+        ++cursor;
         attr.attr[i] = valueText(elm.attrs[i].c_str());
         seen |= 1ULL << i;
-        skipWS();
+        cursor = blanks(cursor);
     }
 
-    if (getChar("/>")) {
+    if (left() >= 2 && cursor[0] == '/' && cursor[1] == '>') {
+        cursor += 2;
         attr.emptyElement = true;
         return 1;
     }
-    if (getChar('>')) return 1;
+    if (cursor < end() && *cursor == '>') {
+        ++cursor;
+        return 1;
+    }
     if (std::strcmp(tag, "?xml") == 0 && getChar("?>")) {
         attr.emptyElement = true;
         return 1;
@@ -126,17 +131,14 @@ int XmlBuffer::attrsOk(const XmlElement& elm, XmlAttr& attr, const char* tag) {
 int XmlBuffer::endTag(std::string_view tag, const XmlAttr* attr) {
     if (DBGXB) trace("endTag", tag);
     if (attr && attr->emptyElement) return 1;
-    char* const saved = cursor;
-    skipWS();
-    if (getChar("</")) {
-        skipWS();
-        if (getWordN(tag, true)) {
-            skipWS();
-            if (getChar('>')) return 1;
-        }
-    }
-    cursor = saved;
-    return 0;
+    char* p = blanks(cursor);
+    if (end() - p < 2 || p[0] != '<' || p[1] != '/') return 0;
+    p = wordAt(blanks(p + 2), tag, true);
+    if (!p) return 0;
+    p = blanks(p);
+    if (p == end() || *p != '>') return 0;
+    cursor = p + 1;
+    return 1;
 }
 
 int XmlBuffer::skipElement(std::string_view tag) {
@@ -169,7 +171,7 @@ std::string XmlBuffer::getValue(const char* attrName) { return std::string(value
 // Read as a C string: a value ends at its closing quote or at a NUL byte.
 std::string_view XmlBuffer::valueText(const char* attrName) {
     if (DBGXB) std::fprintf(stderr, "--- XmlBuffer::getValue(\"%s\")\n", attrName);
-    skipWS();
+    cursor = blanks(cursor);
     if (cursor >= end() || (*cursor != '"' && *cursor != '\''))
         throw std::logic_error("basic_string: construction from null is not valid");
     const char quote = *cursor++;

@@ -128,19 +128,33 @@ public:
 private:
     // `w` at the cursor, not followed by a letter or digit.
     int getWordN(std::string_view w, bool caseSensitive) {
+        char* const after = wordAt(cursor, w, caseSensitive);
+        if (!after) return 0;
+        cursor = after;
+        return 1;
+    }
+    // The untraced steps of the scanner calls, on a position `p` of the
+    // body: the first byte from `p` on that is no blank, and the byte
+    // after `w` when `w` is at `p` and not followed by a letter or digit
+    // (else null).
+    char* blanks(char* p) const {
+        const char* const e = end();
+        while (p < e && isSpace(*p)) ++p;
+        return p;
+    }
+    char* wordAt(char* p, std::string_view w, bool caseSensitive) const {
         const size_t n = w.size();
-        if (left() < n) return 0;
+        if (static_cast<size_t>(end() - p) < n) return nullptr;
         if (caseSensitive) {
             // Names tried in turn often share their beginning: the last
             // byte tells most of them apart.
-            if (n && cursor[n - 1] != w[n - 1]) return 0;
-            if (std::memcmp(cursor, w.data(), n) != 0) return 0;
-        } else if (std::memcmp(cursor, w.data(), n) != 0 && !equalsNoCase(std::string_view(cursor, n), w)) {
-            return 0;   // names are mostly written as in the table: that is tried first
+            if (n && p[n - 1] != w[n - 1]) return nullptr;
+            if (std::memcmp(p, w.data(), n) != 0) return nullptr;
+        } else if (std::memcmp(p, w.data(), n) != 0 && !equalsNoCase(std::string_view(p, n), w)) {
+            return nullptr;   // names are mostly written as in the table: that is tried first
         }
-        if (cursor + n < end() && isAlnum(cursor[n])) return 0;
-        cursor += n;
-        return 1;
+        if (p + n < end() && isAlnum(p[n])) return nullptr;
+        return p + n;
     }
     // getValue's value, cut in place and not copied.
     std::string_view valueText(const char* attrName);
