@@ -84,6 +84,24 @@ int XmlBuffer::tagIndex(const std::string_view* tags, size_t count) {
     return -1;
 }
 
+// Read as a C string: a value ends at its closing quote or at a NUL byte.
+inline std::string_view XmlBuffer::valueText(const char* attrName) {
+    if (DBGXB) std::fprintf(stderr, "--- XmlBuffer::getValue(\"%s\")\n", attrName);
+    cursor = blanks(cursor);
+    if (cursor >= end() || (*cursor != '"' && *cursor != '\''))
+        throw std::logic_error("basic_string: construction from null is not valid");
+    const char quote = *cursor++;
+    char* const start = cursor;
+    char* close = static_cast<char*>(std::memchr(cursor, quote, left()));
+    if (close) {
+        *close = '\0';
+        cursor = close + 1;
+    } else {
+        close = cursor = &text[0] + text.size();
+    }
+    return upToNul(start, static_cast<size_t>(close - start));
+}
+
 int XmlBuffer::attrsOk(const XmlElement& elm, XmlAttr& attr, const char* tag) {
     if (DBGXB) std::fprintf(stderr, "--- XmlBuffer::attrsOk() %s\n", tag);
     const size_t count = std::min(elm.attrs.size(), attr.attr.size());
@@ -167,24 +185,6 @@ int XmlBuffer::testAttr(std::string_view name, std::string_view value, int caseS
 }
 
 std::string XmlBuffer::getValue(const char* attrName) { return std::string(valueText(attrName)); }
-
-// Read as a C string: a value ends at its closing quote or at a NUL byte.
-std::string_view XmlBuffer::valueText(const char* attrName) {
-    if (DBGXB) std::fprintf(stderr, "--- XmlBuffer::getValue(\"%s\")\n", attrName);
-    cursor = blanks(cursor);
-    if (cursor >= end() || (*cursor != '"' && *cursor != '\''))
-        throw std::logic_error("basic_string: construction from null is not valid");
-    const char quote = *cursor++;
-    char* const start = cursor;
-    char* close = static_cast<char*>(std::memchr(cursor, quote, left()));
-    if (close) {
-        *close = '\0';
-        cursor = close + 1;
-    } else {
-        close = cursor = &text[0] + text.size();
-    }
-    return upToNul(start, static_cast<size_t>(close - start));
-}
 
 void XmlBuffer::skipContent() {
     static constexpr std::string_view cdataOpen = "<![CDATA[";
