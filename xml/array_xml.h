@@ -5,6 +5,7 @@
 #include "xml/errors.h"
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -30,20 +31,22 @@ template <class T>
 class Option {
 public:
     Option() = default;
-    explicit Option(T v) : present(true), value(std::move(v)) {}
+    explicit Option(T v) : value(std::move(v)) {}
 
-    bool exists() const { return present; }
+    bool exists() const { return value.has_value(); }
     T& val() {
-        if (!present) throw DoesNotExist("Object of type Tnot found...");
-        return value;
+        if (!value) throw DoesNotExist("Object of type Tnot found...");
+        return *value;
     }
     const T& val() const {
-        if (!present) throw DoesNotExist("Object of type Tnot found...");
-        return value;
+        if (!value) throw DoesNotExist("Object of type Tnot found...");
+        return *value;
     }
-    void set(T v) { value = std::move(v); present = true; }
+    void set(T v) { value = std::move(v); }
+    // Sets a value built in place from `args`.
+    template <class... Args>
+    void emplace(Args&&... args) { value.emplace(std::forward<Args>(args)...); }
 
 private:
-    bool present = false;
-    T value{};
+    std::optional<T> value;
 };

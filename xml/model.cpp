@@ -72,9 +72,9 @@ ValueXml::ValueXml(XmlBuffer& xb) : RetValXml(TypeValue) {
     switch (kind) {
     case Value:
         if (xb.lending) {
-            const char* text = xb.getContent(&attr);
-            lent = text ? text : "";
-            lentSize = std::strlen(lent);
+            const std::string_view text = xb.contentView(&attr);
+            lent = text.data();
+            lentSize = text.size();
         } else {
             value = content(xb, attr);
         }
@@ -438,7 +438,7 @@ PropertyXml::PropertyXml(XmlBuffer& xb) {
             if (!key) key = q.key;
             qualifiers.add(std::move(q));
         } else if (XmlBuffer::nextEquals(next, "VALUE")) {
-            value.set(ValueXml(xb));
+            value.emplace(xb);
         } else {
             throw ParseException("Expecting /PROPERTY, QUALIFIER or VALUE element");
         }
@@ -487,6 +487,8 @@ InstanceXml::InstanceXml(XmlBuffer& xb) : RetValXml(TypeInstance) {
     XmlAttr attr;
     open(xb, "INSTANCE", elm, attr, "Expecting INSTANCE element", "Bad INSTANCE attributes");
     className = attr.attr[0];
+    // Room for a usual instance's properties at once, not in four steps.
+    properties.reserve(8);
     const char* next = nullptr;
     while (!xmlsteps::ends(xb, "INSTANCE", attr, next)) {
         if (XmlBuffer::nextEquals(next, "QUALIFIER"))

@@ -34,10 +34,7 @@ inline bool childIs(XmlBuffer& xb, const XmlAttr& attr, std::string_view tag) {
 
 // The element's text content, read as a C string (up to the first NUL
 // byte); empty for the empty form.
-inline std::string content(XmlBuffer& xb, const XmlAttr& attr) {
-    const char* text = xb.getContent(&attr);
-    return text ? std::string(text) : std::string();
-}
+inline std::string content(XmlBuffer& xb, const XmlAttr& attr) { return std::string(xb.contentView(&attr)); }
 
 // In a loop over an element's children: true when the element ends here
 // (its empty form, or its end tag next). Otherwise `next` is what

@@ -39,7 +39,10 @@ void XmlBuffer::traceChar(char c) const {
     std::fprintf(stderr, "--- XmlBuffer::getChar('%c'): %c\n", c, cursor < end() ? *cursor : ' ');
 }
 
-XmlBuffer::XmlBuffer(std::string body) : text(std::move(body)), cursor(&text[0]) {}
+XmlBuffer::XmlBuffer(std::string body) : text(std::move(body)), cursor(&text[0]) {
+    const void* nul = std::memchr(text.data(), '\0', text.size());
+    nulFree = nul ? static_cast<const char*>(nul) : end();
+}
 
 XmlBuffer::XmlBuffer(const XmlBuffer&) { throw ParseException("I told you not to!"); }
 
@@ -60,27 +63,43 @@ int XmlBuffer::getWord(std::string_view w, int caseSensitive) {
 
 int XmlBuffer::tagEquals(std::string_view tag) {
     if (DBGXB) trace("tagEquals", tag);
-    char* const saved = cursor;
-    skipWS();
-    if (getChar('<')) {
-        skipWS();
-        if (getWordN(tag, true)) return 1;
-    }
-    cursor = saved;
-    return 0;
+    char* const p = blanks(cursor);
+    if (p == end() || *p != '<') return 0;
+    char* const after = wordAt(blanks(p + 1), tag, true);
+    if (!after) return 0;
+    cursor = after;
+    return 1;
 }
 
 int XmlBuffer::tagIndex(const std::string_view* tags, size_t count) {
     if (DBGXB) trace("tagIndex", tags[0]);
-    char* const saved = cursor;
-    skipWS();
-    if (getChar('<')) {
-        skipWS();
-        for (size_t i = 0; i < count; ++i)
-            if (getWordN(tags[i], true)) return static_cast<int>(i);
-    }
-    cursor = saved;
+    char* p = blanks(cursor);
+    if (p == end() || *p != '<') return -1;
+    p = blanks(p + 1);
+    for (size_t i = 0; i < count; ++i)
+        if (char* const after = wordAt(p, tags[i], true)) {
+            cursor = after;
+            return static_cast<int>(i);
+        }
     return -1;
+}
+
+// Read as a C string: a value ends at its closing quote or at a NUL byte.
+inline std::string_view XmlBuffer::valueText(const char* attrName) {
+    if (DBGXB) std::fprintf(stderr, "--- XmlBuffer::getValue(\"%s\")\n", attrName);
+    cursor = blanks(cursor);
+    if (cursor >= end() || (*cursor != '"' && *cursor != '\''))
+        throw std::logic_error("basic_string: construction from null is not valid");
+    const char quote = *cursor++;
+    char* const start = cursor;
+    char* close = static_cast<char*>(std::memchr(cursor, quote, left()));
+    if (close) {
+        *close = '\0';
+        cursor = close + 1;
+    } else {
+        close = cursor = &text[0] + text.size();
+    }
+    return upToNul(start, static_cast<size_t>(close - start));
 }
 
 int XmlBuffer::attrsOk(const XmlElement& elm, XmlAttr& attr, const char* tag) {
@@ -90,29 +109,36 @@ int XmlBuffer::attrsOk(const XmlElement& elm, XmlAttr& attr, const char* tag) {
     attr.emptyElement = false;
     unsigned long long seen = 0;
 
-    skipWS();
+    cursor = blanks(cursor);
     while (cursor < end() && isAlpha(*cursor)) {
         // A name can only match a table entry with the same first letter.
         const char first = static_cast<char>(*cursor | 0x20);
         size_t i = 0;
-        while (i < count && ((seen >> i & 1) || (elm.attrs[i][0] | 0x20) != first ||
-                             !getWordN(elm.attrs[i], false)))
-            ++i;
+        char* after = nullptr;
+        for (; i < count; ++i)
+            if (!(seen >> i & 1) && (elm.attrs[i][0] | 0x20) == first &&
+                (after = wordAt(cursor, elm.attrs[i], false)))
+                break;
         if (i == count)
             throw ParseException(std::string("Unknown attribute in list for ") + tag + " (" +
                                  peek(cursor, end(), 10) + ")");
-        skipWS();
-        if (!getChar('=')) throw ParseException("'=' expected in attribute list");
+        cursor = blanks(after);
+        if (cursor == end() || *cursor != '=') throw ParseException("'=' expected in attribute list");
+        ++cursor;
         attr.attr[i] = valueText(elm.attrs[i].c_str());
         seen |= 1ULL << i;
-        skipWS();
+        cursor = blanks(cursor);
     }
 
-    if (getChar("/>")) {
+    if (left() >= 2 && cursor[0] == '/' && cursor[1] == '>') {
+        cursor += 2;
         attr.emptyElement = true;
         return 1;
     }
-    if (getChar('>')) return 1;
+    if (cursor < end() && *cursor == '>') {
+        ++cursor;
+        return 1;
+    }
     if (std::strcmp(tag, "?xml") == 0 && getChar("?>")) {
         attr.emptyElement = true;
         return 1;
@@ -123,17 +149,14 @@ int XmlBuffer::attrsOk(const XmlElement& elm, XmlAttr& attr, const char* tag) {
 int XmlBuffer::endTag(std::string_view tag, const XmlAttr* attr) {
     if (DBGXB) trace("endTag", tag);
     if (attr && attr->emptyElement) return 1;
-    char* const saved = cursor;
-    skipWS();
-    if (getChar("</")) {
-        skipWS();
-        if (getWordN(tag, true)) {
-            skipWS();
-            if (getChar('>')) return 1;
-        }
-    }
-    cursor = saved;
-    return 0;
+    char* p = blanks(cursor);
+    if (end() - p < 2 || p[0] != '<' || p[1] != '/') return 0;
+    p = wordAt(blanks(p + 2), tag, true);
+    if (!p) return 0;
+    p = blanks(p);
+    if (p == end() || *p != '>') return 0;
+    cursor = p + 1;
+    return 1;
 }
 
 int XmlBuffer::skipElement(std::string_view tag) {
@@ -163,31 +186,9 @@ int XmlBuffer::testAttr(std::string_view name, std::string_view value, int caseS
 
 std::string XmlBuffer::getValue(const char* attrName) { return std::string(valueText(attrName)); }
 
-// Read as a C string: a value ends at its closing quote or at a NUL byte.
-std::string_view XmlBuffer::valueText(const char* attrName) {
-    if (DBGXB) std::fprintf(stderr, "--- XmlBuffer::getValue(\"%s\")\n", attrName);
-    skipWS();
-    if (cursor >= end() || (*cursor != '"' && *cursor != '\''))
-        throw std::logic_error("basic_string: construction from null is not valid");
-    const char quote = *cursor++;
-    char* const start = cursor;
-    char* close = static_cast<char*>(std::memchr(cursor, quote, left()));
-    if (close) {
-        *close = '\0';
-        cursor = close + 1;
-    } else {
-        close = cursor = &text[0] + text.size();
-    }
-    return std::string_view(start, strnlen(start, static_cast<size_t>(close - start)));
-}
-
-const char* XmlBuffer::getContent(const XmlAttr* attr) {
-    if (DBGXB) std::fprintf(stderr, "--- XmlBuffer::getContent()\n");
-    if (attr && attr->emptyElement) return nullptr;
+void XmlBuffer::skipContent() {
     static constexpr std::string_view cdataOpen = "<![CDATA[";
     static constexpr std::string_view cdataClose = "]]>";
-
-    char* const start = cursor;
     for (;;) {
         char* const here = cursor;
         const std::string_view rest(here, left());
@@ -202,6 +203,13 @@ const char* XmlBuffer::getContent(const XmlAttr* attr) {
         if (close == std::string_view::npos) throw ParseException("Failed to get CDATA end tag.");
         cursor = here + close + cdataClose.size();
     }
+}
+
+const char* XmlBuffer::getContent(const XmlAttr* attr) {
+    if (DBGXB) std::fprintf(stderr, "--- XmlBuffer::getContent()\n");
+    if (attr && attr->emptyElement) return nullptr;
+    char* const start = cursor;
+    skipContent();
     if (cursor == start) return "";
 
     // The content moves two bytes to the front, over the end of the start
@@ -216,6 +224,14 @@ const char* XmlBuffer::getContent(const XmlAttr* attr) {
     std::memmove(moved, start, len);
     moved[len] = '\0';
     return moved;
+}
+
+std::string_view XmlBuffer::contentView(const XmlAttr* attr) {
+    if (DBGXB) std::fprintf(stderr, "--- XmlBuffer::getContent()\n");
+    if (attr && attr->emptyElement) return "";
+    const char* const start = cursor;
+    skipContent();
+    return upToNul(start, static_cast<size_t>(cursor - start));
 }
 
 int XmlBuffer::xmlHdr() {

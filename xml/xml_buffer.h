@@ -87,6 +87,9 @@ public:
     std::string getValue(const char* attrName);
     // Null for an empty element; otherwise the content, cut in place.
     const char* getContent(const XmlAttr* attr);
+    // The same text as getContent (up to a NUL byte), left where it is:
+    // a view into the body for lent values; "" for an empty element.
+    std::string_view contentView(const XmlAttr* attr);
     int xmlHdr();
 
     // While set, the VALUE text of what is read is not copied: it stays a
@@ -125,22 +128,43 @@ public:
 private:
     // `w` at the cursor, not followed by a letter or digit.
     int getWordN(std::string_view w, bool caseSensitive) {
+        char* const after = wordAt(cursor, w, caseSensitive);
+        if (!after) return 0;
+        cursor = after;
+        return 1;
+    }
+    // The untraced steps of the scanner calls, on a position `p` of the
+    // body: the first byte from `p` on that is no blank, and the byte
+    // after `w` when `w` is at `p` and not followed by a letter or digit
+    // (else null).
+    char* blanks(char* p) const {
+        const char* const e = end();
+        while (p < e && isSpace(*p)) ++p;
+        return p;
+    }
+    char* wordAt(char* p, std::string_view w, bool caseSensitive) const {
         const size_t n = w.size();
-        if (left() < n) return 0;
+        if (static_cast<size_t>(end() - p) < n) return nullptr;
         if (caseSensitive) {
             // Names tried in turn often share their beginning: the last
             // byte tells most of them apart.
-            if (n && cursor[n - 1] != w[n - 1]) return 0;
-            if (std::memcmp(cursor, w.data(), n) != 0) return 0;
-        } else if (std::memcmp(cursor, w.data(), n) != 0 && !equalsNoCase(std::string_view(cursor, n), w)) {
-            return 0;   // names are mostly written as in the table: that is tried first
+            if (n && p[n - 1] != w[n - 1]) return nullptr;
+            if (std::memcmp(p, w.data(), n) != 0) return nullptr;
+        } else if (std::memcmp(p, w.data(), n) != 0 && !equalsNoCase(std::string_view(p, n), w)) {
+            return nullptr;   // names are mostly written as in the table: that is tried first
         }
-        if (cursor + n < end() && isAlnum(cursor[n])) return 0;
-        cursor += n;
-        return 1;
+        if (p + n < end() && isAlnum(p[n])) return nullptr;
+        return p + n;
     }
     // getValue's value, cut in place and not copied.
     std::string_view valueText(const char* attrName);
+    // Moves the cursor over the content that starts there (CDATA sections
+    // included), up to the next tag.
+    void skipContent();
+    // `p` up to `n` bytes, cut at a NUL byte of the body.
+    std::string_view upToNul(const char* p, size_t n) const {
+        return std::string_view(p, p + n <= nulFree ? n : strnlen(p, n));
+    }
     size_t left() const { return static_cast<size_t>(end() - cursor); }
     static void trace(const char* what, std::string_view arg = {});
     void traceChar(char c) const;
@@ -149,6 +173,10 @@ private:
     std::string text;       // the body, NUL-terminated by std::string
     char* cursor = nullptr;
     std::string spill;      // content that had no room to move in place
+    // The body as received has no NUL byte before this point (the cuts
+    // write theirs only behind the cursor), so a text ending before it
+    // needs no look for one.
+    const char* nulFree = nullptr;
     int depth = 0;
 };
 
