@@ -271,6 +271,11 @@ int PrintCheckUnknown(const std::string& reason) {
     return kUnknown;
 }
 
+int PrintCheckRefused(const std::string& message) {
+    const bool passwordFile = message.rfind("--password-file ", 0) == 0;
+    return PrintCheckUnknown((passwordFile ? "password file: " : "invocation: ") + message);
+}
+
 int RunCheck(int argc, char** argv, Cimom& cimom, const Thresholds& thresholds, double timeLimit) {
     quietOutput = 1;
     CommandLine cmd;

@@ -35,3 +35,8 @@ void PrintCheck(std::ostream& os, const HealthReading& reading, Health health, c
 
 // "RAID UNKNOWN - <reason>" on standard output; returns 3.
 int PrintCheckUnknown(const std::string& reason);
+
+// The same for a line whose long options were refused (LongOptionError):
+// "password file: ..." for a password file that cannot be used,
+// "invocation: ..." for the rest.
+int PrintCheckRefused(const std::string& message);

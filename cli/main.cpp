@@ -43,7 +43,7 @@ int main(int argc, char** argv) {
                       [&transport](CommandLine& cmd) { return DispatchCommand(transport, cmd); });
     } catch (const LongOptionError& e) {
         if (WantsJson(argc, argv)) return PrintJsonInvocationError(e.what());
-        if (WantsCheck(argc, argv)) return PrintCheckUnknown(std::string("invocation: ") + e.what());
+        if (WantsCheck(argc, argv)) return PrintCheckRefused(e.what());
         std::cerr << "rbz: " << e.what() << '\n';
         return 16;
     }

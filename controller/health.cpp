@@ -191,15 +191,31 @@ public:
         return value ? *value : std::string();
     }
 
+    // A number the reading cannot do without: absent or not a number fails.
     std::uint64_t number(std::string_view name) const {
         const std::string* value = find(name);
         if (value == nullptr) Missing(name);
-        return Parse(name, *value);
+        const std::optional<std::uint64_t> parsed = Parse(*value);
+        if (!parsed)
+            throw ParseException(std::string(className_) + " " + std::string(name) + " is not a number: \"" +
+                                 *value + "\"");
+        return *parsed;
     }
+    // A number the reading can do without: none when absent or when the
+    // provider writes something else there (a status as a word, say).
     std::optional<std::uint64_t> numberIf(std::string_view name) const {
         const std::string* value = find(name);
+        return value ? Parse(*value) : std::nullopt;
+    }
+    // The digits of a text, as the reports cut them ("Raid 5": 5); none
+    // when it has none.
+    std::optional<std::uint64_t> digitsIf(std::string_view name) const {
+        const std::string* value = find(name);
         if (value == nullptr) return std::nullopt;
-        return Parse(name, *value);
+        std::string digits;
+        for (char c : *value)
+            if (c >= '0' && c <= '9') digits += c;
+        return Parse(digits);
     }
 
 private:
@@ -208,27 +224,17 @@ private:
     }
 
     // Decimal digits, blanks around them allowed.
-    std::uint64_t Parse(std::string_view name, const std::string& text) const {
-        std::string_view digits(text);
+    static std::optional<std::uint64_t> Parse(std::string_view digits) {
         while (!digits.empty() && digits.front() == ' ') digits.remove_prefix(1);
         while (!digits.empty() && digits.back() == ' ') digits.remove_suffix(1);
+        if (digits.empty()) return std::nullopt;
         std::uint64_t value = 0;
-        bool ok = !digits.empty() && digits.size() <= 20;
         for (char c : digits) {
-            if (c < '0' || c > '9') {
-                ok = false;
-                break;
-            }
+            if (c < '0' || c > '9') return std::nullopt;
             const auto d = static_cast<std::uint64_t>(c - '0');
-            if (value > (UINT64_MAX - d) / 10) {
-                ok = false;
-                break;
-            }
+            if (value > (UINT64_MAX - d) / 10) return std::nullopt;
             value = value * 10 + d;
         }
-        if (!ok)
-            throw ParseException(std::string(className_) + " " + std::string(name) + " is not a number: \"" + text +
-                                 "\"");
         return value;
     }
 
@@ -313,7 +319,7 @@ HealthReading ReadHealth(Cimom& cimom, const URL& controller) {
         volume.state = v.text("VolumeState");
         const std::optional<std::uint64_t> set = v.numberIf("RaidSetNumber");
         if (set && *set != kNoRaidSet) volume.raidSet = Small(*set) + 1;
-        volume.raidLevel = Small(v.numberIf("RAIDLevel").value_or(0));
+        volume.raidLevel = Small(v.digitsIf("RAIDLevel").value_or(0));
         volume.capacityBytes = v.numberIf("Capacity").value_or(0);
         if (volume.state == "Rebuilding" || volume.state == "Initializing")
             volume.progress = static_cast<double>(v.numberIf("Progress").value_or(0)) / 1000;
@@ -321,8 +327,10 @@ HealthReading ReadHealth(Cimom& cimom, const URL& controller) {
     });
     Enumerate(cimom, controller, kDiskClass, [&](const Values& v) {
         DiskFacts disk;
-        disk.enclosure = v.text("Enc");
-        disk.slot = v.text("Slot");
+        // The drive's name as disk info shows it; the stored numbers when a
+        // provider writes no Enc and Slot texts.
+        disk.enclosure = v.find("Enc") ? v.text("Enc") : std::to_string(v.number("EnclosureNumber"));
+        disk.slot = v.find("Slot") ? v.text("Slot") : std::to_string(v.number("SlotNumber"));
         disk.model = v.textOr("ModelName");
         disk.serial = v.textOr("DeviceID");
         disk.firmware = v.textOr("FirmwareRevision");
@@ -332,10 +340,16 @@ HealthReading ReadHealth(Cimom& cimom, const URL& controller) {
         disk.capacityBytes = v.numberIf("NumberOfBlocks").value_or(0);
         // A SATA drive reports its temperature among its statuses (as disk
         // inq shows it), the others in DeviceTemperature; 0 and 255: none.
-        const std::optional<std::uint64_t> temperature =
-            v.numberIf(disk.type == "SATA" ? "DeviceTemperatureStatus" : "DeviceTemperature");
-        if (temperature && *temperature != 0 && *temperature != kNotReported)
-            disk.temperatureCelsius = Small(*temperature);
+        // The other property stands in when the first says nothing.
+        const bool sata = disk.type == "SATA";
+        for (const char* name : {sata ? "DeviceTemperatureStatus" : "DeviceTemperature",
+                                 sata ? "DeviceTemperature" : "DeviceTemperatureStatus"}) {
+            const std::optional<std::uint64_t> temperature = v.numberIf(name);
+            if (temperature && *temperature != 0 && *temperature != kNotReported) {
+                disk.temperatureCelsius = Small(*temperature);
+                break;
+            }
+        }
         disk.mediaErrors = v.numberIf("MediaErrorCount").value_or(0);
         disk.timeouts = v.numberIf("TimeOutCount").value_or(0);
         for (std::string_view name : kSmartStatuses) {

@@ -9,7 +9,8 @@ import sim_schema
 
 STATE_NAMES = ("healthy", "degraded", "rebuilding", "failed-disk", "hot-disk")
 
-# The drive that the initial contents hold failed, and a healthy one's values.
+# The drive that the initial contents hold failed, the one made hot, and the
+# RAID set, volume and member drive that degrade or rebuild.
 _FAILED_DRIVE = (2, 17)
 _HOT_DRIVE = (2, 11)
 _HOT_CELSIUS = 65
@@ -23,7 +24,9 @@ class StateError(Exception):
 
 
 def _fail(drive):
-    drive.update(Usage="Unavailable", UsageExt="Failed", RaidSetNumber=255)
+    """Failed, as the controller shows a drive it has given up: no temperature either."""
+    drive.update(Usage="Unavailable", UsageExt="Failed", RaidSetNumber=255,
+                 DeviceTemperature=0, DeviceTemperatureStatus=0)
 
 
 def _healthy(controller):

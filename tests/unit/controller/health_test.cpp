@@ -7,7 +7,10 @@
 #include <utility>
 #include <vector>
 
+#include "cim/cimom.h"
+#include "cim/url.h"
 #include "controller/health.h"
+#include "tests/unit/test_files.h"
 
 namespace {
 
@@ -156,3 +159,52 @@ TEST(Judge, WorstOfAllObjectsFromEmptyVerdicts) {
 }
 
 }  // namespace
+
+// ---------------------------------------------------------------- the reading
+
+namespace {
+
+// Answers each enumeration with the sample reply of its class.
+class SampleCimom : public Cimom {
+public:
+    std::vector<std::string> classes;
+    void genRequest(URL& url, const char*, bool, bool) override { classes.push_back(url.className); }
+    void addPayload(const std::string&) override {}
+    std::string getResponse() override {
+        std::string name = classes.back();
+        name.erase(0, std::string("Quilo_").size());
+        return testfiles::read(testfiles::dataPath("enum-" + name + ".xml"));
+    }
+    void setClientCertificates(const char*, int, const char*, const char*) override {}
+};
+
+}  // namespace
+
+TEST(ReadHealth, TypedAndDecodedFromTheSampleReplies) {
+    SampleCimom cimom;
+    const URL controller("https://root:x@127.0.0.1:5989/quilo/cimv2:Quilo_RAIDControllerSystem");
+    const HealthReading r = ReadHealth(cimom, controller);
+    EXPECT_EQ(cimom.classes, (P{"Quilo_RAIDControllerSystem", "Quilo_StoragePool", "Quilo_StorageVolume",
+                                "Quilo_DiskDrive"}));
+    EXPECT_EQ(r.controller.model, "Quilo-1882IX-24 & Expander");
+    EXPECT_EQ(r.controller.firmware, "V1.56 2019-07-30");
+    ASSERT_EQ(r.raidSets.size(), 2u);
+    EXPECT_EQ(r.raidSets[1].number, 2u);
+    EXPECT_EQ(r.raidSets[1].name, "Quilo:RaidSet1");
+    EXPECT_EQ(r.raidSets[1].state, "Rebuilding");
+    EXPECT_EQ(r.raidSets[1].capacityBytes, 8001563222016u);
+    ASSERT_EQ(r.volumes.size(), 2u);
+    EXPECT_EQ(r.volumes[1].name, "Data <fast>");
+    EXPECT_EQ(r.volumes[1].raidLevel, 10u);   // "Raid 1+0", read as vsf info shows it
+    EXPECT_EQ(r.volumes[1].raidSet, 1u);
+    EXPECT_EQ(r.volumes[1].progress, 0.0);    // Initializing, no Progress value
+    EXPECT_EQ(r.volumes[0].progress, std::nullopt);
+    ASSERT_EQ(r.disks.size(), 3u);
+    EXPECT_EQ(r.disks[0].enclosure + "/" + r.disks[0].slot, "1/1");   // no Enc, Slot texts: the numbers
+    EXPECT_EQ(r.disks[0].state, "RaidSet Member");
+    EXPECT_EQ(r.disks[0].temperatureCelsius, 36u);   // SATA without a temperature status
+    EXPECT_TRUE(r.disks[0].smart.empty());           // a status written as a word is not reported
+    EXPECT_EQ(r.disks[1].state, "Pass Through");
+    EXPECT_EQ(r.disks[2].state, "Unavailable");
+    EXPECT_EQ(r.disks[2].capacityBytes, 0u);
+}
