@@ -13,9 +13,6 @@
 
 namespace {
 
-constexpr std::string_view kCdataOpen = "<![CDATA[";
-constexpr std::string_view kCdataClose = "]]>";
-
 std::string_view Trim(std::string_view text) {
     const auto blank = [](char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; };
     while (!text.empty() && blank(text.front())) text.remove_prefix(1);
@@ -145,29 +142,6 @@ std::string ReferenceText(const ValueXml& value) {
 }
 
 }  // namespace
-
-std::string DecodeText(std::string_view raw) {
-    std::string out;
-    out.reserve(raw.size());
-    size_t at = 0;
-    while (at < raw.size()) {
-        const size_t open = raw.find(kCdataOpen, at);
-        if (open == std::string_view::npos) {
-            unescapeXmlTo(out, raw.substr(at), 0);
-            break;
-        }
-        unescapeXmlTo(out, raw.substr(at, open - at), 0);
-        const size_t start = open + kCdataOpen.size();
-        const size_t close = raw.find(kCdataClose, start);
-        if (close == std::string_view::npos) {   // the scanner lets no such text through
-            out.append(raw.substr(start));
-            break;
-        }
-        out.append(raw.substr(start, close - start));
-        at = close + kCdataClose.size();
-    }
-    return out;
-}
 
 Json ValueJson(const ValueXml& value, const std::string& cimType, const std::string& what) {
     switch (value.kind) {

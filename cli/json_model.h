@@ -13,12 +13,10 @@
 #include "xml/classes.h"
 #include "xml/envelope.h"
 #include "xml/model.h"
+#include "xml/xml_buffer.h"   // DecodeText
 
 // Objects keep their members in the order they were written.
 using Json = nlohmann::ordered_json;
-
-// The text of a VALUE as it reads: entities decoded, CDATA sections unwrapped.
-std::string DecodeText(std::string_view raw);
 
 // One value of CIM type `cimType` ("uint32", "string", ...; any other type
 // reads as a string). `what` names the value in a failure message.

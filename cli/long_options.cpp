@@ -39,6 +39,16 @@ std::string Pin(const char* value) {
     return std::string(pin);
 }
 
+unsigned Celsius(const char* option, const char* value) {
+    errno = 0;
+    char* end = nullptr;
+    const unsigned long celsius = std::strtoul(value, &end, 10);
+    if (end == value || *end != '\0' || errno != 0 || value[0] == '-' || value[0] == '+' || celsius < 1 ||
+        celsius > 150)
+        throw LongOptionError(std::string(option) + ": not a whole number of degrees from 1 to 150: " + value);
+    return static_cast<unsigned>(celsius);
+}
+
 // Every long option, in the order --help lists them.
 constexpr LongOption kLongOptions[] = {
     {"--json", nullptr, "print one JSON document on standard output, whatever the outcome",
@@ -51,6 +61,18 @@ constexpr LongOption kLongOptions[] = {
      [](LongOptions& o, const char*) { o.verify = true; }},
     {"--pin", "sha256//BASE64", "accept only the server key with this SHA-256 hash",
      [](LongOptions& o, const char* v) { o.pin = Pin(v); }},
+    {"--check", nullptr, "report the controller's health as a monitoring plugin (exit 0 to 3)",
+     [](LongOptions& o, const char*) { o.check = true; }},
+    {"--warn-temp", "CELSIUS", "with --check: a drive this hot or hotter is WARNING (default 50)",
+     [](LongOptions& o, const char* v) {
+         o.warnTemp = Celsius("--warn-temp", v);
+         o.tempsGiven = true;
+     }},
+    {"--crit-temp", "CELSIUS", "with --check: a drive this hot or hotter is CRITICAL (default 60)",
+     [](LongOptions& o, const char* v) {
+         o.critTemp = Celsius("--crit-temp", v);
+         o.tempsGiven = true;
+     }},
     {"--help", nullptr, "print this list of long options",
      [](LongOptions& o, const char*) { o.help = true; }},
     {"--version", nullptr, "print the version on standard output",
@@ -101,15 +123,28 @@ LongOptionLine::LongOptionLine(int argc, char** argv) {
         option->apply(options_, value);
     }
     words_.push_back(nullptr);
+    if (options_.tempsGiven && !options_.check)
+        throw LongOptionError("--warn-temp and --crit-temp go with --check");
+    if (options_.warnTemp >= options_.critTemp)
+        throw LongOptionError("--warn-temp " + std::to_string(options_.warnTemp) + " is not below --crit-temp " +
+                              std::to_string(options_.critTemp));
 }
 
-bool WantsJson(int argc, char** argv) {
+namespace {
+
+bool HasFlag(int argc, char** argv, const char* flag) {
     for (int i = 1; i < argc && argv[i] != nullptr; ++i) {
         if (argv[i] == kEnd) break;
-        if (std::strcmp(argv[i], "--json") == 0) return true;
+        if (std::strcmp(argv[i], flag) == 0) return true;
     }
     return false;
 }
+
+}  // namespace
+
+bool WantsJson(int argc, char** argv) { return HasFlag(argc, argv, "--json"); }
+
+bool WantsCheck(int argc, char** argv) { return HasFlag(argc, argv, "--check"); }
 
 std::vector<LongOptionInfo> ListLongOptions() {
     std::vector<LongOptionInfo> list;

@@ -16,6 +16,10 @@ struct LongOptions {
     std::string passwordFile;  // answers to the password prompts, one per line
     bool verify = false;       // check the server's certificate and host name
     std::string pin;           // "sha256//BASE64": the one server key accepted
+    bool check = false;        // report the controller's health as a monitoring plugin
+    unsigned warnTemp = 50;    // with --check: drive temperatures at or above, WARNING (celsius)
+    unsigned critTemp = 60;    // ... CRITICAL
+    bool tempsGiven = false;   // --warn-temp or --crit-temp was on the line
     bool help = false;
     bool version = false;
 };
@@ -47,6 +51,9 @@ private:
 // Whether the line asks for JSON output (read without judging the other
 // long options, so that a refused line can still be answered in JSON).
 bool WantsJson(int argc, char** argv);
+
+// Whether the line asks for a check (--check), read the same way.
+bool WantsCheck(int argc, char** argv);
 
 // Each long option in the order --help lists them: its name, the name of its
 // value (null for a flag) and its line of help.

@@ -2,6 +2,7 @@
 
 #include <iostream>
 
+#include "cli/check.h"
 #include "cli/dispatch.h"
 #include "cli/driver.h"
 #include "cli/extensions.h"
@@ -30,12 +31,19 @@ int main(int argc, char** argv) {
             std::cout << "rbz " << kRbzVersion << '\n';
             return 0;
         }
+        if (options.check && options.json) throw LongOptionError("--check and --json do not go together");
         ApplyLongOptions(transport, options);
         if (options.json) return RunJson(line.argc(), line.argv(), transport);
+        if (options.check) {
+            const Thresholds thresholds{options.warnTemp, options.critTemp};
+            return RunCheck(line.argc(), line.argv(), transport, thresholds,
+                            options.timeout > 0 ? options.timeout : kCheckTimeLimit);
+        }
         return RunRbz(line.argc(), line.argv(),
                       [&transport](CommandLine& cmd) { return DispatchCommand(transport, cmd); });
     } catch (const LongOptionError& e) {
         if (WantsJson(argc, argv)) return PrintJsonInvocationError(e.what());
+        if (WantsCheck(argc, argv)) return PrintCheckRefused(e.what());
         std::cerr << "rbz: " << e.what() << '\n';
         return 16;
     }

@@ -4,6 +4,7 @@
     python3 sim/rbz_sim.py --port 0 [--user root] [--password secret]
         [--controller-password 0000] [--scenario SPEC]... [--request-log FILE]
         [--delay-ms N] [--cert FILE [--key FILE]] [--silent]
+        [--state NAME] [--set CLASS:KEYS:PROPERTY=VALUE]...
 
 Listens on 127.0.0.1 over HTTPS and answers CIM-XML operations on the classes
 of the namespace quilo/cimv2.  The first line on standard output is
@@ -25,6 +26,7 @@ from sim_controller import Controller        # noqa: E402
 from sim_scenario import ScenarioError, Scenarios   # noqa: E402
 from sim_server import RequestLog, SimServer  # noqa: E402
 from sim_service import Service               # noqa: E402
+from sim_states import STATE_NAMES, StateError, apply_state, parse_settings   # noqa: E402
 
 DEFAULT_CACHE = os.path.join(os.path.dirname(os.path.abspath(__file__)), ".cache")
 CERT_FILE = "localhost.pem"
@@ -94,6 +96,10 @@ def parse_args(argv):
     parser.add_argument("--key", metavar="FILE", help="its private key (default: in --cert's file)")
     parser.add_argument("--silent", action="store_true",
                         help="accept connections and never answer, not even the TLS handshake")
+    parser.add_argument("--state", choices=STATE_NAMES,
+                        help="start with the host in this state instead of the initial contents")
+    parser.add_argument("--set", action="append", default=[], metavar="CLASS:KEYS:PROPERTY=VALUE",
+                        help="force a property of the instances KEYS select, in every reply (repeatable)")
     parser.add_argument("--verbose", action="store_true", help="trace requests on standard error")
     args = parser.parse_args(argv)
     if args.key and not args.cert:
@@ -115,8 +121,16 @@ def main(argv=None):
     except (OSError, subprocess.CalledProcessError, ssl.SSLError) as error:
         print("rbz_sim: no certificate: %s" % error, file=sys.stderr)
         return 1
+    controller = Controller(args.controller_password)
+    try:
+        if args.state:
+            apply_state(controller, args.state)
+        controller.settings = parse_settings(args.set)
+    except StateError as error:
+        print("rbz_sim: %s" % error, file=sys.stderr)
+        return 2
     log = RequestLog(args.request_log)
-    server = SimServer(args.port, context, Service(Controller(args.controller_password)),
+    server = SimServer(args.port, context, Service(controller),
                        scenarios, log, (args.user, args.password), args.delay_ms,
                        args.max_requests, args.idle_timeout, args.verbose, args.silent)
 

@@ -293,6 +293,8 @@ class Controller:
         self.events = []
         self._event_serial = 0
         self._clock = _CLOCK_START
+        # Properties forced in every reply (--set): objects with apply(cls, values).
+        self.settings = []
         self._load_drives()
         self._load_sets()
         for entry in _EVENTS:
@@ -458,7 +460,15 @@ class Controller:
     # -- instances -------------------------------------------------------------
 
     def instances(self, cls):
-        """All instances of a class, in the order an enumeration lists them."""
+        """All instances of a class, in the order an enumeration lists them,
+        with the forced properties (settings) in place."""
+        found = self._instances(cls)
+        for instance in found:
+            for setting in self.settings:
+                setting.apply(cls, instance.values)
+        return found
+
+    def _instances(self, cls):
         if cls is CONTROLLER:
             return [Instance(cls, dict(self.system))]
         if cls is DISK_DRIVE:

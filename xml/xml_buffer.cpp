@@ -301,3 +301,33 @@ std::string unescapeXml(std::string_view text, int mode) {
 std::string unescapeXml(const char* text, int mode) {
     return text ? unescapeXml(std::string_view(text), mode) : std::string();
 }
+
+namespace {
+
+constexpr std::string_view kCdataOpen = "<![CDATA[";
+constexpr std::string_view kCdataClose = "]]>";
+
+}  // namespace
+
+std::string DecodeText(std::string_view raw) {
+    std::string out;
+    out.reserve(raw.size());
+    size_t at = 0;
+    while (at < raw.size()) {
+        const size_t open = raw.find(kCdataOpen, at);
+        if (open == std::string_view::npos) {
+            unescapeXmlTo(out, raw.substr(at), 0);
+            break;
+        }
+        unescapeXmlTo(out, raw.substr(at, open - at), 0);
+        const size_t start = open + kCdataOpen.size();
+        const size_t close = raw.find(kCdataClose, start);
+        if (close == std::string_view::npos) {   // the scanner lets no such text through
+            out.append(raw.substr(start));
+            break;
+        }
+        out.append(raw.substr(start, close - start));
+        at = close + kCdataClose.size();
+    }
+    return out;
+}

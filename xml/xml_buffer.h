@@ -186,3 +186,6 @@ std::string unescapeXml(const char* text, int mode);
 std::string unescapeXml(std::string_view text, int mode);
 // The same, appended to `out`.
 void unescapeXmlTo(std::string& out, std::string_view text, int mode);
+
+// The text of a VALUE as it reads: entities decoded, CDATA sections unwrapped.
+std::string DecodeText(std::string_view raw);
