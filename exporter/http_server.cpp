@@ -76,12 +76,12 @@ HttpServer::HttpServer(Exporter& exporter, const ListenAddress& address, unsigne
     const auto start = [&](unsigned more, const sockaddr* bind) {
         if (bind != nullptr)
             return MHD_start_daemon(flags | more, address.port, nullptr, nullptr, &Answer, &exporter_,
-                                    MHD_OPTION_CONNECTION_LIMIT, maxConnections, MHD_OPTION_CONNECTION_TIMEOUT,
-                                    kIdleSeconds, MHD_OPTION_EXTERNAL_LOGGER, &Log, nullptr, MHD_OPTION_SOCK_ADDR,
-                                    bind, MHD_OPTION_END);
+                                    MHD_OPTION_EXTERNAL_LOGGER, &Log, nullptr, MHD_OPTION_CONNECTION_LIMIT,
+                                    maxConnections, MHD_OPTION_CONNECTION_TIMEOUT, kIdleSeconds,
+                                    MHD_OPTION_SOCK_ADDR, bind, MHD_OPTION_END);
         return MHD_start_daemon(flags | more, address.port, nullptr, nullptr, &Answer, &exporter_,
-                                MHD_OPTION_CONNECTION_LIMIT, maxConnections, MHD_OPTION_CONNECTION_TIMEOUT,
-                                kIdleSeconds, MHD_OPTION_EXTERNAL_LOGGER, &Log, nullptr, MHD_OPTION_END);
+                                MHD_OPTION_EXTERNAL_LOGGER, &Log, nullptr, MHD_OPTION_CONNECTION_LIMIT,
+                                maxConnections, MHD_OPTION_CONNECTION_TIMEOUT, kIdleSeconds, MHD_OPTION_END);
     };
     if (address.host.empty()) {
         // Every address: IPv6 and IPv4 on one socket where the system has

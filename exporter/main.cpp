@@ -54,10 +54,11 @@ int main(int argc, char** argv) {
     Exporter exporter(std::move(config), "/proc/self/exe", options.probesMax);
     try {
         const ListenAddress address = ParseListenAddress(options.listenAddress);
-        // Room for every probe, as many waiting for a slot, and a few
-        // scrapes of /metrics.
-        HttpServer server(exporter, address, 2 * options.probesMax + 16);
-        LogLine("listening on " + (address.host.empty() ? std::string() : address.host) + ":" +
+        // Room for every probe, three times as many waiting for a slot, and
+        // scrapes of /metrics besides.
+        HttpServer server(exporter, address, 4 * options.probesMax + 64);
+        const bool v6 = address.host.find(':') != std::string::npos;
+        LogLine("listening on " + (v6 ? "[" + address.host + "]" : address.host) + ":" +
                 std::to_string(server.port()) + ", " + std::to_string(modules) + " module(s) from " +
                 options.configFile + ", at most " + std::to_string(options.probesMax) + " probes at once");
         int received = 0;

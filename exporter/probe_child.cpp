@@ -11,7 +11,7 @@
 #include <nlohmann/json.hpp>
 
 #include "cim/wipe.h"
-#include "cli/dispatch.h"
+#include "cli/check.h"
 #include "cli/serve.h"
 #include "controller/health.h"
 #include "exporter/probe.h"
@@ -120,18 +120,11 @@ std::string Probe(const Request& request) {
     cmd.host = request.target;
     cmd.user = request.user;
     appendSecret(cmd.password, request.password);
-    cmd.primary = pricmd::sys;
-    cmd.option = subcmd::sys_info;
-    cmd.command = "sys info";
     cmd.caCert = OrNull(request.caCert);
     cmd.clientCert = OrNull(request.clientCert);
     cmd.clientKey = OrNull(request.clientKey);
 
-    HealthReading reading;
-    ServeTarget(transport, cmd, [&transport, &reading](URL& controller) {
-        reading = ReadHealth(transport, controller);
-        return 0;
-    });
+    HealthReading reading = ReadHostHealth(transport, cmd);
     const Health overall = Judge(reading, request.thresholds);
     return "rbz-probe up\n" + RenderReading(reading, overall);
 }
