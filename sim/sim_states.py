@@ -102,24 +102,24 @@ class Setting:
     """One --set: the class, the key values that select instances, and the
     property given."""
 
-    def __init__(self, spec):
-        parts = spec.split(":")
+    def __init__(self, text):
+        parts = text.split(":")
         if len(parts) != 3 or "=" not in parts[2]:
-            raise StateError("--set %r: expected CLASS:NAME=VALUE[,NAME=VALUE...]:PROPERTY=VALUE" % spec)
+            raise StateError("--set %r: expected CLASS:NAME=VALUE[,NAME=VALUE...]:PROPERTY=VALUE" % text)
         self.cls = sim_schema.find_class(parts[0])
         if self.cls is None:
-            raise StateError("--set %r: no class %s" % (spec, parts[0]))
+            raise StateError("--set %r: no class %s" % (text, parts[0]))
         self.keys = []
         for pair in parts[1].split(",") if parts[1] else []:
             name, equals, value = pair.partition("=")
             prop = self.cls.prop(name)
             if not equals or prop is None:
-                raise StateError("--set %r: %r names no property of %s" % (spec, pair, self.cls.name))
+                raise StateError("--set %r: %r names no property of %s" % (text, pair, self.cls.name))
             self.keys.append((prop.name, _typed(prop, value)))
         name, _, value = parts[2].partition("=")
         prop = self.cls.prop(name)
         if prop is None or prop.array:
-            raise StateError("--set %r: %s is no plain property of %s" % (spec, name, self.cls.name))
+            raise StateError("--set %r: %s is no plain property of %s" % (text, name, self.cls.name))
         self.name = prop.name
         self.value = _typed(prop, value)
 
@@ -128,5 +128,5 @@ class Setting:
             values[self.name] = self.value
 
 
-def parse_settings(specs):
-    return [Setting(spec) for spec in specs]
+def parse_settings(texts):
+    return [Setting(text) for text in texts]

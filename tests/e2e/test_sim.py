@@ -26,6 +26,9 @@ sys.path[:0] = [HERE, os.path.dirname(SIM)]
 import simctl                                                  # noqa: E402
 import sim_hostile                                             # noqa: E402
 from sim_scenario import Scenario, ScenarioError, Scenarios    # noqa: E402
+from sim_controller import Controller                          # noqa: E402
+from sim_schema import DISK_DRIVE, STORAGE_POOL, STORAGE_VOLUME   # noqa: E402
+from sim_states import StateError, apply_state, parse_settings   # noqa: E402
 
 CLASSES = ["Quilo_RAIDControllerSystem", "Quilo_EventLog", "Quilo_DiskDrive", "Quilo_StorageVolume",
            "Quilo_StoragePool"]
@@ -206,6 +209,41 @@ class ScenarioHooks(unittest.TestCase):
                 Scenario(text)
         with self.assertRaisesRegex(simctl.SimError, "unknown action"):
             simctl.start(SIM, ["--scenario", ":bogus"])
+
+
+class HostStates(unittest.TestCase):
+    def test_a_forced_property_applies_to_the_instances_its_keys_select(self):
+        controller = Controller()
+        controller.settings = parse_settings(["Quilo_DiskDrive:EnclosureNumber=2,SlotNumber=0x9:MediaErrorCount=4",
+                                              "quilo_storagevolume::volumestate=Foo"])
+        errors = {d.values["SlotNumber"]: d.values["MediaErrorCount"] for d in controller.instances(DISK_DRIVE)}
+        self.assertEqual((errors[9], errors[10], errors[17]), (4, 2, 37))
+        self.assertEqual({v.values["VolumeState"] for v in controller.instances(STORAGE_VOLUME)}, {"Foo"})
+
+    def test_states_change_the_initial_contents(self):
+        for name, pools, volumes, failed, hot in (
+                ("healthy", ["Normal", "Normal"], ["Normal"] * 3, [], []),
+                ("degraded", ["Normal", "Degraded"], ["Normal", "Normal", "Degraded"], [12], []),
+                ("rebuilding", ["Normal", "Rebuilding"], ["Normal", "Normal", "Rebuilding"], [], []),
+                ("failed-disk", ["Normal", "Normal"], ["Normal"] * 3, [17], []),
+                ("hot-disk", ["Normal", "Normal"], ["Normal"] * 3, [], [11])):
+            with self.subTest(state=name):
+                controller = Controller()
+                apply_state(controller, name)
+                drives = [d.values for d in controller.instances(DISK_DRIVE)]
+                self.assertEqual([p.values["RAIDState"] for p in controller.instances(STORAGE_POOL)], pools)
+                self.assertEqual([v.values["VolumeState"] for v in controller.instances(STORAGE_VOLUME)], volumes)
+                self.assertEqual([d["SlotNumber"] for d in drives if d["UsageExt"] == "Failed"], failed)
+                self.assertEqual([d["SlotNumber"] for d in drives if d["DeviceTemperature"] >= 45], hot)
+                self.assertEqual(sum(d["MediaErrorCount"] for d in drives), 0)
+
+    def test_a_bad_setting_stops_the_simulator_with_the_reason(self):
+        for text in ("Quilo_DiskDrive", "Nope::x=1", "Quilo_DiskDrive:Bogus=1:Usage=x",
+                     "Quilo_DiskDrive::SlotNumber=abc", "Quilo_StoragePool::MemberDrives=x"):
+            with self.subTest(text=text), self.assertRaises(StateError):
+                parse_settings([text])
+        with self.assertRaisesRegex(simctl.SimError, "no class Nope"):
+            simctl.start(SIM, ["--set", "Nope::x=1"])
 
 
 if __name__ == "__main__":

@@ -88,7 +88,7 @@ const TableCase kTable[] = {
     Volume("VolumeInitializing", "Initializing", OK),
     Volume("VolumeMigrating", "Migrating", OK),
     Volume("VolumeChecking", "Checking", OK),
-    Volume("VolumeRebuilding", "Rebuilding", WARN, {"Rebuilding"}),
+    Volume("VolumeRebuildingNoProgress", "Rebuilding", WARN, {"Rebuilding"}),
     {"VolumeRebuildingWithProgress", Kind::volume, "Rebuilding", 0.453, {}, 0, {}, WARN, {"Rebuilding 45.3%"}},
     Volume("VolumeDegraded", "Degraded", CRIT, {"Degraded"}),
     Volume("VolumeFailed", "Failed", CRIT, {"Failed"}),
