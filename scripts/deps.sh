@@ -3,7 +3,8 @@
 
 RBZ_PACKAGES=(cmake g++ make libcurl4-openssl-dev libncurses-dev libgtest-dev python3 openssl
               libxml2-utils dpkg-dev file groff-base man-db bash-completion
-              nlohmann-json3-dev python3-jsonschema jq prometheus)
+              nlohmann-json3-dev python3-jsonschema jq
+              libmicrohttpd-dev libyaml-cpp-dev pkgconf prometheus)
 
 rbz_install_missing() {
     local missing=() p

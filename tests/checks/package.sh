@@ -4,7 +4,10 @@
 # description) and its files are checked; it is unpacked into a throw-away
 # root, and the rbz found there is run against the simulated controller.
 # With CI set and run as root, it is also installed into the system with
-# dpkg -i, /usr/bin/rbz is run the same way, and dpkg -r removes it again.
+# dpkg -i, /usr/bin/rbz is run the same way, and dpkg -P purges it again.
+# The exporter comes in the same package: its program, manual page, systemd
+# unit and configuration (a conffile, mode 0600) are checked, and the
+# unpacked rbz-exporter probes the simulated host.
 # A sanitized build is not packaged: the check is skipped (status 77).
 # Usage: bash package.sh SRC_DIR BUILD_DIR
 set -euo pipefail
@@ -26,14 +29,19 @@ done
 
 tmp=$(mktemp -d)
 sim=""
+exporter=""
 installed=""
 cleanup() {
+    if [ -n "$exporter" ]; then
+        kill "$exporter" 2>/dev/null || true
+        wait "$exporter" 2>/dev/null || true
+    fi
     if [ -n "$sim" ]; then
         kill "$sim" 2>/dev/null || true
         wait "$sim" 2>/dev/null || true
     fi
     if [ -n "$installed" ]; then
-        dpkg -r rbz >/dev/null 2>&1 || echo "FAIL: dpkg -r rbz did not remove the package"
+        dpkg -P rbz >/dev/null 2>&1 || echo "FAIL: dpkg -P rbz did not remove the package"
     fi
     rm -rf "$tmp"
 }
@@ -77,11 +85,13 @@ expect_field Priority '^optional$'
 # Computed by dpkg-shlibdeps from the libraries rbz links, with versions.
 depends=$(field Depends)
 if [[ $depends =~ (^|, )libcurl4\ \(\>=\ [0-9.]+\) ]] \
+    && [[ $depends =~ (^|, )libmicrohttpd12\ \(\>=\ [0-9.]+\) ]] \
+    && [[ $depends =~ (^|, )libyaml-cpp0\.[0-9]+\ \(\>=\ [0-9.]+\) ]] \
     && [[ $depends =~ (^|, )lib(ncursesw?6|tinfo6)\ \(\>=\ [0-9.]+\) ]] \
     && [[ $depends =~ (^|, )libc6\ \(\>=\ [0-9.]+\) ]]; then
     ok "Depends: $depends"
 else
-    fail "Depends is '$depends', expected libcurl4, libncurses6 or libtinfo6, and libc6 with versions"
+    fail "Depends is '$depends', expected libcurl4, libmicrohttpd12, libyaml-cpp, libncurses6 or libtinfo6, and libc6 with versions"
 fi
 description=$(field Description)
 summary=$(head -n 1 <<<"$description")
@@ -95,7 +105,9 @@ fi
 # Files: the program, the compressed manual page and the completion, owned
 # by root.
 dpkg-deb -c "$deb" >"$tmp/contents"
-for path in ./usr/bin/rbz ./usr/share/man/man1/rbz.1.gz ./usr/share/bash-completion/completions/rbz; do
+for path in ./usr/bin/rbz ./usr/share/man/man1/rbz.1.gz ./usr/share/bash-completion/completions/rbz \
+    ./usr/bin/rbz-exporter ./usr/share/man/man1/rbz-exporter.1.gz ./usr/lib/systemd/system/rbz-exporter.service \
+    ./usr/share/doc/rbz/examples/rbz-exporter.yml ./etc/rbz-exporter.yml; do
     line=$(awk -v p="$path" '$6 == p' "$tmp/contents")
     if [ -z "$line" ]; then
         fail "the package has no $path"
@@ -105,7 +117,14 @@ for path in ./usr/bin/rbz ./usr/share/man/man1/rbz.1.gz ./usr/share/bash-complet
 done
 [[ $(awk '$6 == "./usr/bin/rbz" {print $1}' "$tmp/contents") == -rwxr-xr-x ]] \
     || fail "./usr/bin/rbz is not -rwxr-xr-x"
-[ "$status" -eq 0 ] && ok "files: $(grep -c -v '/$' "$tmp/contents") files, /usr/bin/rbz, man1/rbz.1.gz, completions/rbz"
+[[ $(awk '$6 == "./usr/bin/rbz-exporter" {print $1}' "$tmp/contents") == -rwxr-xr-x ]] \
+    || fail "./usr/bin/rbz-exporter is not -rwxr-xr-x"
+# The exporter's configuration holds passwords: root's alone, and a conffile.
+[[ $(awk '$6 == "./etc/rbz-exporter.yml" {print $1}' "$tmp/contents") == -rw------- ]] \
+    || fail "./etc/rbz-exporter.yml is not -rw-------"
+dpkg-deb --ctrl-tarfile "$deb" | tar -xO ./conffiles 2>/dev/null | grep -qx /etc/rbz-exporter.yml \
+    || fail "/etc/rbz-exporter.yml is not among the package's conffiles"
+[ "$status" -eq 0 ] && ok "files: $(grep -c -v '/$' "$tmp/contents") files, /usr/bin/rbz, man1/rbz.1.gz, completions/rbz, rbz-exporter with its manual page, unit and configuration (conffile, 0600)"
 
 # The simulated controller, for the installed programs to talk to.
 : >"$tmp/sim.out"
@@ -190,6 +209,45 @@ else
     fail "the packaged manual page: $(cat "$tmp/man.err")"
 fi
 
+# The unpacked exporter: its unit names it, and it probes the simulated host.
+grep -qx 'ExecStart=/usr/bin/rbz-exporter .*' "$root/usr/lib/systemd/system/rbz-exporter.service" \
+    || fail "the unit does not start /usr/bin/rbz-exporter"
+if MANWIDTH=80 man --warnings -l "$root/usr/share/man/man1/rbz-exporter.1.gz" >"$tmp/man.txt" 2>"$tmp/man.err" \
+    && [ ! -s "$tmp/man.err" ] && grep -q '^CONFIGURATION' "$tmp/man.txt"; then
+    ok "the packaged manual page of rbz-exporter renders"
+else
+    fail "the packaged manual page of rbz-exporter: $(cat "$tmp/man.err")"
+fi
+if ! ldd "$root/usr/bin/rbz-exporter" >"$tmp/ldd" 2>&1 || grep -q 'not found' "$tmp/ldd"; then
+    fail "rbz-exporter: libraries missing: $(cat "$tmp/ldd")"
+else
+    printf 'modules:\n  default: {user: root, password: secret, timeout: 10}\n' >"$tmp/exporter.yml"
+    chmod 600 "$tmp/exporter.yml"
+    "$root/usr/bin/rbz-exporter" --config.file "$tmp/exporter.yml" --web.listen-address 127.0.0.1:0 \
+        </dev/null >/dev/null 2>"$tmp/exporter.err" &
+    exporter=$!
+    eport=""
+    for _ in $(seq 100); do
+        eport=$(sed -n 's/.*listening on 127\.0\.0\.1:\([0-9][0-9]*\),.*/\1/p' "$tmp/exporter.err")
+        [ -n "$eport" ] && break
+        kill -0 "$exporter" 2>/dev/null || break
+        sleep 0.1
+    done
+    if [ -z "$eport" ]; then
+        fail "the unpacked rbz-exporter did not start: $(cat "$tmp/exporter.err")"
+    elif python3 -c 'import sys, urllib.request; sys.stdout.write(urllib.request.urlopen(sys.argv[1], timeout=30).read().decode())' \
+        "http://127.0.0.1:$eport/probe?target=127.0.0.1:$port" >"$tmp/probe.txt" 2>&1 \
+        && grep -qx 'rbz_up 1' "$tmp/probe.txt" \
+        && grep -q '^rbz_controller_info{model="RQ-7730",serial="Y915CAB12345",' "$tmp/probe.txt"; then
+        ok "the unpacked rbz-exporter probed the simulated host: rbz_up 1"
+    else
+        fail "the unpacked rbz-exporter's probe: $(head -c 2000 "$tmp/probe.txt") $(cat "$tmp/exporter.err")"
+    fi
+    kill "$exporter" 2>/dev/null || true
+    wait "$exporter" 2>/dev/null || true
+    exporter=""
+fi
+
 # The system itself, only where the machine is throw-away (CI as root).
 if [ -n "${CI:-}" ] && [ "$(id -u)" -eq 0 ]; then
     if dpkg -s rbz >/dev/null 2>&1; then
@@ -199,6 +257,10 @@ if [ -n "${CI:-}" ] && [ "$(id -u)" -eq 0 ]; then
         if dpkg -i "$deb" >"$tmp/dpkg.log" 2>&1; then
             ok "dpkg -i $(basename "$deb")"
             run_installed /usr/bin/rbz "dpkg -i"
+            [ "$(stat -c '%a %U' /etc/rbz-exporter.yml 2>/dev/null)" = "600 root" ] \
+                || fail "dpkg -i: /etc/rbz-exporter.yml is not mode 600, root's"
+            /usr/bin/rbz-exporter --version | grep -qx "rbz-exporter $version" \
+                || fail "dpkg -i: /usr/bin/rbz-exporter --version"
             man -w rbz 2>/dev/null | grep -q '^/usr/share/man/man1/rbz\.1\.gz$' \
                 || fail "man -w rbz does not find /usr/share/man/man1/rbz.1.gz"
         else
@@ -206,11 +268,12 @@ if [ -n "${CI:-}" ] && [ "$(id -u)" -eq 0 ]; then
             fail "dpkg -i failed"
         fi
         installed=""
-        if dpkg -r rbz >"$tmp/dpkg.log" 2>&1 && [ ! -e /usr/bin/rbz ] && ! dpkg -s rbz >/dev/null 2>&1; then
-            ok "dpkg -r rbz"
+        if dpkg -P rbz >"$tmp/dpkg.log" 2>&1 && [ ! -e /usr/bin/rbz ] && [ ! -e /etc/rbz-exporter.yml ] \
+            && ! dpkg -s rbz >/dev/null 2>&1; then
+            ok "dpkg -P rbz"
         else
             cat "$tmp/dpkg.log"
-            fail "dpkg -r rbz left the package or /usr/bin/rbz behind"
+            fail "dpkg -P rbz left the package, /usr/bin/rbz or /etc/rbz-exporter.yml behind"
         fi
     fi
 else
