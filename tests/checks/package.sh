@@ -107,7 +107,8 @@ fi
 dpkg-deb -c "$deb" >"$tmp/contents"
 for path in ./usr/bin/rbz ./usr/share/man/man1/rbz.1.gz ./usr/share/bash-completion/completions/rbz \
     ./usr/bin/rbz-exporter ./usr/share/man/man1/rbz-exporter.1.gz ./usr/lib/systemd/system/rbz-exporter.service \
-    ./usr/share/doc/rbz/examples/rbz-exporter.yml ./etc/rbz-exporter.yml; do
+    ./usr/share/doc/rbz/examples/rbz-exporter.yml ./usr/share/doc/rbz/examples/rbz-alerts.yml \
+    ./etc/rbz-exporter.yml; do
     line=$(awk -v p="$path" '$6 == p' "$tmp/contents")
     if [ -z "$line" ]; then
         fail "the package has no $path"
