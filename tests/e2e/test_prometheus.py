@@ -21,6 +21,7 @@ import argparse
 import ctypes
 import json
 import os
+import re
 import shutil
 import signal
 import socket
@@ -37,7 +38,7 @@ SOURCE = os.path.dirname(os.path.dirname(HERE))
 RULES = os.path.join(SOURCE, "contrib", "prometheus", "rbz-alerts.yml")
 sys.path.insert(0, HERE)
 
-import simctl  # noqa: E402
+import simctl  # noqa: E402 (reads the simulator's first line)
 
 STATES = ["healthy", "degraded", "rebuilding", "failed-disk", "hot-disk"]
 SILENT = "silent"
@@ -86,15 +87,27 @@ def http_get(url, timeout=5.0):
         return None, b""
 
 
-class Process:
-    """A started program, its output in a file of the work folder."""
+def start_sim(sim, extra, work, name):
+    """A simulator on a free port; (Process, port)."""
+    process = Process(name, [sys.executable, sim, "--port", "0"] + extra, work, stdout=subprocess.PIPE)
+    line = simctl._read_port_line(process.process, time.monotonic() + simctl.START_TIMEOUT)
+    if line is None or not line.startswith("PORT ") or not line[5:].isdigit():
+        process.stop()
+        raise TestFailure("%s did not start (first line %r):\n%s" % (name, line, process.log()))
+    return process, int(line[5:])
 
-    def __init__(self, name, argv, work):
+
+class Process:
+    """A started program, its standard error (and output, unless `stdout` is
+    given) in a file of the work folder; killed when the test dies."""
+
+    def __init__(self, name, argv, work, stdout=None):
         self.name = name
         self.log_path = os.path.join(work, name + ".log")
         with open(self.log_path, "wb") as log:
-            self.process = subprocess.Popen(argv, stdin=subprocess.DEVNULL, stdout=log,
-                                            stderr=subprocess.STDOUT, cwd=work,
+            self.process = subprocess.Popen(argv, stdin=subprocess.DEVNULL,
+                                            stdout=log if stdout is None else stdout,
+                                            stderr=log, cwd=work,
                                             preexec_fn=_die_with_parent)
 
     def alive(self):
@@ -113,10 +126,13 @@ class Process:
         if self.process.poll() is None:
             self.process.send_signal(signal.SIGTERM)
         try:
-            return self.process.wait(timeout=10)
+            status = self.process.wait(timeout=10)
         except subprocess.TimeoutExpired:
             self.process.kill()
-            return self.process.wait()
+            status = self.process.wait()
+        if self.process.stdout:
+            self.process.stdout.close()
+        return status
 
 
 def wait_until(what, predicate, timeout, process=None, interval=0.1):
@@ -329,18 +345,27 @@ def run(options, work):
         hosts = {}
         for state in STATES + [SILENT]:
             extra = ["--silent"] if state == SILENT else ["--state", state]
-            sim = simctl.start(options.sim, extra)
+            sim, port = start_sim(options.sim, extra, work, "sim-" + state)
             sims.append(sim)
-            hosts[state] = "127.0.0.1:%d" % sim.port
+            hosts[state] = "127.0.0.1:%d" % port
         print("hosts: %s" % ", ".join("%s %s" % item for item in hosts.items()))
 
         # The exporter, its configuration readable by its owner only.
         config = os.path.join(work, "rbz-exporter.yml")
         write_private(config, exporter_config(20))
-        exporter_address = "127.0.0.1:%d" % free_port()
+        # Port 0: the exporter says on standard error where it listens.
         exporter = Process("rbz-exporter", [options.exporter, "--config.file", config,
-                                            "--web.listen-address", exporter_address], work)
+                                            "--web.listen-address", "127.0.0.1:0"], work)
         started.append(exporter)
+        listening = []
+
+        def exporter_listens():
+            match = re.search(r"listening on (127\.0\.0\.1:\d+)", exporter.log())
+            if match:
+                listening.append(match.group(1))
+            return bool(match)
+        wait_until("the exporter saying where it listens", exporter_listens, 20, exporter)
+        exporter_address = listening[0]
         wait_until("the exporter answering GET /",
                    lambda: http_get("http://%s/" % exporter_address, 1)[0] == 200, 20, exporter)
 
@@ -350,16 +375,25 @@ def run(options, work):
             out.write(prometheus_config(list(hosts.values()), exporter_address,
                                         "%gs" % options.scrape_interval,
                                         "%gs" % options.scrape_timeout))
-        prom_address = "127.0.0.1:%d" % free_port()
-        prometheus = Process("prometheus", [
-            options.prometheus, "--config.file", prom_config,
-            "--storage.tsdb.path", os.path.join(work, "data"),
-            "--web.listen-address", prom_address,
-            "--log.level", "warn"], work)
-        started.append(prometheus)
-        prom = Prometheus("http://%s" % prom_address)
-        wait_until("Prometheus ready",
-                   lambda: http_get(prom.base + "/-/ready", 1)[0] == 200, 30, prometheus)
+        # A port found free may be taken before Prometheus binds it: then
+        # it ends at once, and another port is tried.
+        for attempt in range(3):
+            prom_address = "127.0.0.1:%d" % free_port()
+            prometheus = Process("prometheus", [
+                options.prometheus, "--config.file", prom_config,
+                "--storage.tsdb.path", os.path.join(work, "data"),
+                "--web.listen-address", prom_address,
+                "--log.level", "warn"], work)
+            started.append(prometheus)
+            prom = Prometheus("http://%s" % prom_address)
+            try:
+                wait_until("Prometheus ready",
+                           lambda: http_get(prom.base + "/-/ready", 1)[0] == 200, 30, prometheus)
+                break
+            except TestFailure:
+                if attempt == 2 or prometheus.alive() or "address already in use" not in prometheus.log():
+                    raise
+                started.remove(prometheus)
 
         # Two scrapes of every host, then the checks, until they hold or
         # the time is up (a scrape that a loaded machine delays is waited for).
@@ -418,7 +452,7 @@ def run(options, work):
         for process in reversed(started):
             process.stop()
         for sim in sims:
-            sim.cleanup()
+            sim.stop()
 
 
 def main():
@@ -457,7 +491,7 @@ def main():
     start = time.monotonic()
     try:
         run(options, work)
-    except (TestFailure, simctl.SimError, OSError) as error:
+    except (TestFailure, OSError) as error:
         print("FAIL: %s" % error)
         return 1
     finally:
