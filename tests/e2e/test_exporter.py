@@ -16,6 +16,7 @@ import os
 import re
 import shutil
 import signal
+import socket
 import subprocess
 import sys
 import tempfile
@@ -233,6 +234,22 @@ class ExporterEndToEnd(unittest.TestCase):
         was = sample(before, "rbz_exporter_probe_failures_total", module="wrong", reason="http") or 0
         self.assertEqual(sample(after, "rbz_exporter_probe_failures_total", module="wrong", reason="http"), was + 1)
         self.assertIn("(module wrong) failed: http: ", self.exporter.stderr())
+
+    def test_host_refusing_connections(self):
+        # A port where nothing listens: the connection is refused at once.
+        with socket.socket() as probe_port:
+            probe_port.bind(("127.0.0.1", 0))
+            closed = probe_port.getsockname()[1]
+        before = self.metrics()
+        status, _, body = http_get(self.exporter.port, "/probe?target=127.0.0.1:%d" % closed)
+        self.assertEqual(status, 200)
+        self.assertLintClean(body)
+        self.assertEqual(sample(body, "rbz_up"), 0)
+        after = self.metrics()
+        was = sample(before, "rbz_exporter_probe_failures_total", module="default", reason="http") or 0
+        self.assertEqual(sample(after, "rbz_exporter_probe_failures_total", module="default", reason="http"),
+                         was + 1)
+        self.assertIn("probe of 127.0.0.1:%d (module default) failed: http: " % closed, self.exporter.stderr())
 
     def test_silent_host_within_the_scrape_timeout(self):
         start = time.monotonic()
