@@ -316,6 +316,50 @@ class ExporterEndToEnd(unittest.TestCase):
             self.assertNotIn(secret, text)
 
 
+TLS_DATA = os.path.join(os.path.dirname(os.path.abspath(__file__)), os.pardir, "data", "tls")
+OTHER_SERVER_PIN = "sha256//B/8hc/UqOO/VvYk40+OFKg89So0qoQw86swE/zUMIHQ="
+
+
+class ExporterTlsChecks(unittest.TestCase):
+    """A module's cacert, verify and pin reach the probe's TLS checks."""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.ca_signed = simctl.start(ARGS.sim, ["--password", HOST_PASSWORD,
+                                                "--cert", os.path.join(TLS_DATA, "server.pem")])
+        cls.other_ca = simctl.start(ARGS.sim, ["--password", HOST_PASSWORD,
+                                               "--cert", os.path.join(TLS_DATA, "other-server.pem")])
+        cls.exporter = Exporter(
+            "modules:\n"
+            "  default: {user: root, password: \"%s\"}\n"
+            "  verified: {user: root, password: \"%s\", verify: true, cacert: %s}\n"
+            "  pinned: {user: root, password: \"%s\", pin: \"%s\"}\n"
+            % (HOST_PASSWORD, HOST_PASSWORD, os.path.abspath(os.path.join(TLS_DATA, "ca.pem")), HOST_PASSWORD,
+               OTHER_SERVER_PIN)).wait_listening()
+
+    @classmethod
+    def tearDownClass(cls):
+        cls.exporter.stop()
+        cls.ca_signed.cleanup()
+        cls.other_ca.cleanup()
+
+    def up(self, sim, module):
+        status, _, body = http_get(self.exporter.port, "/probe?target=127.0.0.1:%d&module=%s" % (sim.port, module))
+        self.assertEqual(status, 200)
+        return sample(body, "rbz_up")
+
+    def test_checks_pass_and_fail(self):
+        rows = ((self.ca_signed, "default", 1), (self.other_ca, "default", 1),
+                (self.ca_signed, "verified", 1), (self.other_ca, "verified", 0),
+                (self.other_ca, "pinned", 1), (self.ca_signed, "pinned", 0))
+        for sim, module, up in rows:
+            self.assertEqual(self.up(sim, module), up, (sim.port, module))
+        _, _, metrics = http_get(self.exporter.port, "/metrics")
+        self.assertEqual(sample(metrics, "rbz_exporter_probe_failures_total", module="verified", reason="tls"), 1)
+        self.assertEqual(sample(metrics, "rbz_exporter_probe_failures_total", module="pinned", reason="tls"), 1)
+        self.assertIn("(module verified) failed: tls: ", self.exporter.stderr())
+
+
 class ExporterProgram(unittest.TestCase):
     def test_help_and_version(self):
         done = subprocess.run([ARGS.exporter, "--help"], capture_output=True, text=True, timeout=10)
