@@ -374,6 +374,26 @@ class ExporterProgram(unittest.TestCase):
         self.assertEqual(done.returncode, 2)
         self.assertIn("unknown option --bogus", done.stderr)
 
+    def test_probe_mode_reads_its_request_from_standard_input(self):
+        with simctl.start(ARGS.sim, ["--password", HOST_PASSWORD, "--state", "degraded"]) as sim:
+            request = ('{"target":"127.0.0.1:%d","user":"root","password":"%s","seconds":20,"warn_temp":50,'
+                       '"crit_temp":60,"cacert":"","client_cert":"","client_key":"","verify":false,"pin":""}'
+                       % (sim.port, HOST_PASSWORD))
+            done = subprocess.run([ARGS.exporter, "--probe.child"], input=request, capture_output=True, text=True,
+                                  timeout=60)
+            self.assertEqual(done.returncode, 0, done.stderr)
+            self.assertTrue(done.stdout.startswith("rbz-probe up\n# HELP rbz_health "), done.stdout[:200])
+            self.assertEqual(sample(done.stdout, "rbz_health"), 2)
+            wrong = request.replace(HOST_PASSWORD, WRONG_PASSWORD)
+            done = subprocess.run([ARGS.exporter, "--probe.child"], input=wrong, capture_output=True, text=True,
+                                  timeout=60)
+            self.assertEqual(done.stdout, "rbz-probe down http Http Exception: Invalid username/password.\n")
+        for garbage in ("", "not json", '{"target":"h"}'):
+            done = subprocess.run([ARGS.exporter, "--probe.child"], input=garbage, capture_output=True, text=True,
+                                  timeout=60)
+            self.assertEqual(done.returncode, 0)
+            self.assertRegex(done.stdout, r"^rbz-probe down internal the probe's request: [^\n]+\n$")
+
     def test_config_others_can_read_is_refused(self):
         exporter = Exporter("modules:\n  default: {user: root, password: \"%s\"}\n" % HOST_PASSWORD, mode=0o644)
         try:
