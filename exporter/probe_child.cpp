@@ -61,9 +61,11 @@ Request Parse(std::string& text) {
     nlohmann::json json = nlohmann::json::parse(text);
     wipeText(text);
     request.target = json.at("target").get<std::string>();
-    request.user = json.at("user").get<std::string>();
-    appendSecret(request.password, json.at("password").get_ref<const std::string&>());
-    wipeText(json.at("password").get_ref<std::string&>());
+    request.user = Unhex(json.at("user_hex").get<std::string>());
+    std::string password = Unhex(json.at("password_hex").get_ref<const std::string&>());
+    appendSecret(request.password, password);
+    wipeText(password);
+    wipeText(json.at("password_hex").get_ref<std::string&>());
     request.seconds = json.at("seconds").get<double>();
     request.thresholds.warnTemperature = json.at("warn_temp").get<unsigned>();
     request.thresholds.critTemperature = json.at("crit_temp").get<unsigned>();

@@ -360,6 +360,10 @@ class ExporterTlsChecks(unittest.TestCase):
         self.assertIn("(module verified) failed: tls: ", self.exporter.stderr())
 
 
+def request_with_odd_hex(template):
+    return template % (1, "726f6f7", "00")
+
+
 class ExporterProgram(unittest.TestCase):
     def test_help_and_version(self):
         done = subprocess.run([ARGS.exporter, "--help"], capture_output=True, text=True, timeout=10)
@@ -376,19 +380,20 @@ class ExporterProgram(unittest.TestCase):
 
     def test_probe_mode_reads_its_request_from_standard_input(self):
         with simctl.start(ARGS.sim, ["--password", HOST_PASSWORD, "--state", "degraded"]) as sim:
-            request = ('{"target":"127.0.0.1:%d","user":"root","password":"%s","seconds":20,"warn_temp":50,'
-                       '"crit_temp":60,"cacert":"","client_cert":"","client_key":"","verify":false,"pin":""}'
-                       % (sim.port, HOST_PASSWORD))
+            template = ('{"target":"127.0.0.1:%d","user_hex":"%s","password_hex":"%s","seconds":20,'
+                        '"warn_temp":50,"crit_temp":60,"cacert":"","client_cert":"","client_key":"","verify":false,'
+                        '"pin":""}')
+            request = template % (sim.port, b"root".hex(), HOST_PASSWORD.encode().hex())
             done = subprocess.run([ARGS.exporter, "--probe.child"], input=request, capture_output=True, text=True,
                                   timeout=60)
             self.assertEqual(done.returncode, 0, done.stderr)
             self.assertTrue(done.stdout.startswith("rbz-probe up\n# HELP rbz_health "), done.stdout[:200])
             self.assertEqual(sample(done.stdout, "rbz_health"), 2)
-            wrong = request.replace(HOST_PASSWORD, WRONG_PASSWORD)
+            wrong = template % (sim.port, b"root".hex(), WRONG_PASSWORD.encode().hex())
             done = subprocess.run([ARGS.exporter, "--probe.child"], input=wrong, capture_output=True, text=True,
                                   timeout=60)
             self.assertEqual(done.stdout, "rbz-probe down http Http Exception: Invalid username/password.\n")
-        for garbage in ("", "not json", '{"target":"h"}'):
+        for garbage in ("", "not json", '{"target":"h"}', request_with_odd_hex(template)):
             done = subprocess.run([ARGS.exporter, "--probe.child"], input=garbage, capture_output=True, text=True,
                                   timeout=60)
             self.assertEqual(done.returncode, 0)
