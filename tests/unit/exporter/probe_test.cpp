@@ -327,7 +327,7 @@ TEST_F(ExporterAnswers, ScrapeTimeoutBoundsAHangingProbe) {
     const HttpReply reply = exporter.handle(request);
     const double took = std::chrono::duration<double>(Clock::now() - start).count();
     EXPECT_GE(took, 0.9);
-    EXPECT_LT(took, 1.5);
+    EXPECT_LT(took, 2.0);  // killed at 1 s; a loaded machine may take a while to answer
     EXPECT_NE(reply.body.find("\nrbz_up 0\n"), std::string::npos);
     EXPECT_NE(exporter.stats().render().find("reason=\"timeout\"} 1\n"), std::string::npos);
 }
