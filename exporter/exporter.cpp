@@ -220,7 +220,13 @@ HttpReply Exporter::probe(const HttpRequest& request) {
     if (enter(deadline)) {
         stats_.entered();
         const double left = std::chrono::duration<double>(deadline - Clock::now()).count();
-        outcome = runner_.run(target->second, module, std::max(left, 0.001));
+        try {
+            outcome = runner_.run(target->second, module, std::max(left, 0.001));
+        } catch (const std::exception& e) {  // no pipe or memory for the child
+            outcome = ProbeOutcome();
+            outcome.reason = "spawn";
+            outcome.message = e.what();
+        }
         stats_.left();
         leave();
     } else {

@@ -96,6 +96,33 @@ int Reap(pid_t pid, Clock::time_point deadline, bool& killed) {
 
 }  // namespace
 
+std::string Hex(std::string_view bytes) {
+    static constexpr char kDigits[] = "0123456789abcdef";
+    std::string text(bytes.size() * 2, '0');
+    for (size_t i = 0; i < bytes.size(); ++i) {
+        const auto byte = static_cast<unsigned char>(bytes[i]);
+        text[2 * i] = kDigits[byte >> 4];
+        text[2 * i + 1] = kDigits[byte & 15];
+    }
+    return text;
+}
+
+std::string Unhex(std::string_view text) {
+    const auto digit = [](char c) -> int {
+        if (c >= '0' && c <= '9') return c - '0';
+        if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+        return -1;
+    };
+    if (text.size() % 2 != 0) throw std::invalid_argument("hexadecimal text of odd length");
+    std::string bytes(text.size() / 2, '\0');
+    for (size_t i = 0; i < bytes.size(); ++i) {
+        const int high = digit(text[2 * i]), low = digit(text[2 * i + 1]);
+        if (high < 0 || low < 0) throw std::invalid_argument("not a hexadecimal digit");
+        bytes[i] = static_cast<char>(high * 16 + low);
+    }
+    return bytes;
+}
+
 std::string Seconds(double seconds) {
     char text[32];
     std::snprintf(text, sizeof text, "%.3g", seconds);
@@ -115,8 +142,12 @@ std::string Redact(std::string text, const std::string& secret) {
 std::string EncodeProbeRequest(const std::string& target, const Module& module, double seconds) {
     nlohmann::json request;
     request["target"] = target;
-    request["user"] = module.user;
-    request["password"] = module.password;
+    // The credentials as hexadecimal digits: they may hold any bytes, and
+    // JSON takes only UTF-8 text.
+    request["user_hex"] = Hex(module.user);
+    std::string password = Hex(module.password);
+    request["password_hex"] = password;
+    wipeText(password);
     request["seconds"] = seconds;
     request["warn_temp"] = module.thresholds.warnTemperature;
     request["crit_temp"] = module.thresholds.critTemperature;
@@ -126,7 +157,7 @@ std::string EncodeProbeRequest(const std::string& target, const Module& module, 
     request["verify"] = module.verify;
     request["pin"] = module.pin;
     std::string text = request.dump();
-    wipeText(request["password"].get_ref<std::string&>());
+    wipeText(request["password_hex"].get_ref<std::string&>());
     return text;
 }
 

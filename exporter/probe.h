@@ -18,6 +18,7 @@
 #include <mutex>
 #include <set>
 #include <string>
+#include <string_view>
 
 #include "exporter/config.h"
 
@@ -63,6 +64,11 @@ std::string EncodeProbeRequest(const std::string& target, const Module& module, 
 // Parses a child's complete output into an outcome; output that does not
 // follow the protocol is a failure with reason "garbage".
 ProbeOutcome DecodeProbeAnswer(const std::string& output);
+
+// Bytes as lower-case hexadecimal digits, and back (Unhex throws
+// std::invalid_argument on anything else).
+std::string Hex(std::string_view bytes);
+std::string Unhex(std::string_view text);
 
 // Seconds for a message: three significant digits ("0.4", "9.5", "20").
 std::string Seconds(double seconds);

@@ -1,5 +1,6 @@
 // The probe mode of the exporter's program: one reading of one host.
 #include <curl/curl.h>
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -35,10 +36,10 @@ std::string ReadAll(int fd) {
     return text;
 }
 
-bool WriteAll(const std::string& text) {
+bool WriteAll(int fd, const std::string& text) {
     size_t done = 0;
     while (done < text.size()) {
-        const ssize_t n = write(STDOUT_FILENO, text.data() + done, text.size() - done);
+        const ssize_t n = write(fd, text.data() + done, text.size() - done);
         if (n < 0 && errno == EINTR) continue;
         if (n <= 0) return false;
         done += static_cast<size_t>(n);
@@ -60,9 +61,11 @@ Request Parse(std::string& text) {
     nlohmann::json json = nlohmann::json::parse(text);
     wipeText(text);
     request.target = json.at("target").get<std::string>();
-    request.user = json.at("user").get<std::string>();
-    appendSecret(request.password, json.at("password").get_ref<const std::string&>());
-    wipeText(json.at("password").get_ref<std::string&>());
+    request.user = Unhex(json.at("user_hex").get<std::string>());
+    std::string password = Unhex(json.at("password_hex").get_ref<const std::string&>());
+    appendSecret(request.password, password);
+    wipeText(password);
+    wipeText(json.at("password_hex").get_ref<std::string&>());
     request.seconds = json.at("seconds").get<double>();
     request.thresholds.warnTemperature = json.at("warn_temp").get<unsigned>();
     request.thresholds.critTemperature = json.at("crit_temp").get<unsigned>();
@@ -132,6 +135,14 @@ std::string Probe(const Request& request) {
 }  // namespace
 
 int ProbeChildMain() {
+    // Nothing the exporter was started with besides the three pipes and
+    // /dev/null that it set up is the probe's business.
+    close_range(3, ~0U, 0);
+    // The answer goes to the parent on a descriptor of its own: the core
+    // writes some of its diagnostics on standard output, which must not mix
+    // with the answer, so standard output becomes standard error (/dev/null).
+    const int answerFd = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
+    if (answerFd < 0 || dup2(STDERR_FILENO, STDOUT_FILENO) < 0) return 1;
     curl_global_init(CURL_GLOBAL_ALL);
     std::string text = ReadAll(STDIN_FILENO);
     std::string answer;
@@ -149,5 +160,6 @@ int ProbeChildMain() {
         wipeText(text);
         answer = Down("internal", std::string("the probe's request: ") + e.what(), password);
     }
-    return WriteAll(answer) ? 0 : 1;
+    std::cout.flush();
+    return WriteAll(answerFd, answer) ? 0 : 1;
 }

@@ -262,6 +262,13 @@ if [ -n "${CI:-}" ] && [ "$(id -u)" -eq 0 ]; then
                 || fail "dpkg -i: /etc/rbz-exporter.yml is not mode 600, root's"
             /usr/bin/rbz-exporter --version | grep -qx "rbz-exporter $version" \
                 || fail "dpkg -i: /usr/bin/rbz-exporter --version"
+            if command -v systemd-analyze >/dev/null; then
+                if systemd-analyze verify /usr/lib/systemd/system/rbz-exporter.service >"$tmp/verify.log" 2>&1; then
+                    ok "systemd-analyze verify rbz-exporter.service"
+                else
+                    fail "systemd-analyze verify rbz-exporter.service: $(cat "$tmp/verify.log")"
+                fi
+            fi
             man -w rbz 2>/dev/null | grep -q '^/usr/share/man/man1/rbz\.1\.gz$' \
                 || fail "man -w rbz does not find /usr/share/man/man1/rbz.1.gz"
         else

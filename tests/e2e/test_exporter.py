@@ -16,6 +16,7 @@ import os
 import re
 import shutil
 import signal
+import socket
 import subprocess
 import sys
 import tempfile
@@ -234,6 +235,22 @@ class ExporterEndToEnd(unittest.TestCase):
         self.assertEqual(sample(after, "rbz_exporter_probe_failures_total", module="wrong", reason="http"), was + 1)
         self.assertIn("(module wrong) failed: http: ", self.exporter.stderr())
 
+    def test_host_refusing_connections(self):
+        # A port where nothing listens: the connection is refused at once.
+        with socket.socket() as probe_port:
+            probe_port.bind(("127.0.0.1", 0))
+            closed = probe_port.getsockname()[1]
+        before = self.metrics()
+        status, _, body = http_get(self.exporter.port, "/probe?target=127.0.0.1:%d" % closed)
+        self.assertEqual(status, 200)
+        self.assertLintClean(body)
+        self.assertEqual(sample(body, "rbz_up"), 0)
+        after = self.metrics()
+        was = sample(before, "rbz_exporter_probe_failures_total", module="default", reason="http") or 0
+        self.assertEqual(sample(after, "rbz_exporter_probe_failures_total", module="default", reason="http"),
+                         was + 1)
+        self.assertIn("probe of 127.0.0.1:%d (module default) failed: http: " % closed, self.exporter.stderr())
+
     def test_silent_host_within_the_scrape_timeout(self):
         start = time.monotonic()
         status, _, body = self.probe("silent", headers={"X-Prometheus-Scrape-Timeout-Seconds": "2.5"})
@@ -299,6 +316,54 @@ class ExporterEndToEnd(unittest.TestCase):
             self.assertNotIn(secret, text)
 
 
+TLS_DATA = os.path.join(os.path.dirname(os.path.abspath(__file__)), os.pardir, "data", "tls")
+OTHER_SERVER_PIN = "sha256//B/8hc/UqOO/VvYk40+OFKg89So0qoQw86swE/zUMIHQ="
+
+
+class ExporterTlsChecks(unittest.TestCase):
+    """A module's cacert, verify and pin reach the probe's TLS checks."""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.ca_signed = simctl.start(ARGS.sim, ["--password", HOST_PASSWORD,
+                                                "--cert", os.path.join(TLS_DATA, "server.pem")])
+        cls.other_ca = simctl.start(ARGS.sim, ["--password", HOST_PASSWORD,
+                                               "--cert", os.path.join(TLS_DATA, "other-server.pem")])
+        cls.exporter = Exporter(
+            "modules:\n"
+            "  default: {user: root, password: \"%s\"}\n"
+            "  verified: {user: root, password: \"%s\", verify: true, cacert: %s}\n"
+            "  pinned: {user: root, password: \"%s\", pin: \"%s\"}\n"
+            % (HOST_PASSWORD, HOST_PASSWORD, os.path.abspath(os.path.join(TLS_DATA, "ca.pem")), HOST_PASSWORD,
+               OTHER_SERVER_PIN)).wait_listening()
+
+    @classmethod
+    def tearDownClass(cls):
+        cls.exporter.stop()
+        cls.ca_signed.cleanup()
+        cls.other_ca.cleanup()
+
+    def up(self, sim, module):
+        status, _, body = http_get(self.exporter.port, "/probe?target=127.0.0.1:%d&module=%s" % (sim.port, module))
+        self.assertEqual(status, 200)
+        return sample(body, "rbz_up")
+
+    def test_checks_pass_and_fail(self):
+        rows = ((self.ca_signed, "default", 1), (self.other_ca, "default", 1),
+                (self.ca_signed, "verified", 1), (self.other_ca, "verified", 0),
+                (self.other_ca, "pinned", 1), (self.ca_signed, "pinned", 0))
+        for sim, module, up in rows:
+            self.assertEqual(self.up(sim, module), up, (sim.port, module))
+        _, _, metrics = http_get(self.exporter.port, "/metrics")
+        self.assertEqual(sample(metrics, "rbz_exporter_probe_failures_total", module="verified", reason="tls"), 1)
+        self.assertEqual(sample(metrics, "rbz_exporter_probe_failures_total", module="pinned", reason="tls"), 1)
+        self.assertIn("(module verified) failed: tls: ", self.exporter.stderr())
+
+
+def request_with_odd_hex(template):
+    return template % (1, "726f6f7", "00")
+
+
 class ExporterProgram(unittest.TestCase):
     def test_help_and_version(self):
         done = subprocess.run([ARGS.exporter, "--help"], capture_output=True, text=True, timeout=10)
@@ -312,6 +377,27 @@ class ExporterProgram(unittest.TestCase):
         done = subprocess.run([ARGS.exporter, "--bogus"], capture_output=True, text=True, timeout=10)
         self.assertEqual(done.returncode, 2)
         self.assertIn("unknown option --bogus", done.stderr)
+
+    def test_probe_mode_reads_its_request_from_standard_input(self):
+        with simctl.start(ARGS.sim, ["--password", HOST_PASSWORD, "--state", "degraded"]) as sim:
+            template = ('{"target":"127.0.0.1:%d","user_hex":"%s","password_hex":"%s","seconds":20,'
+                        '"warn_temp":50,"crit_temp":60,"cacert":"","client_cert":"","client_key":"","verify":false,'
+                        '"pin":""}')
+            request = template % (sim.port, b"root".hex(), HOST_PASSWORD.encode().hex())
+            done = subprocess.run([ARGS.exporter, "--probe.child"], input=request, capture_output=True, text=True,
+                                  timeout=60)
+            self.assertEqual(done.returncode, 0, done.stderr)
+            self.assertTrue(done.stdout.startswith("rbz-probe up\n# HELP rbz_health "), done.stdout[:200])
+            self.assertEqual(sample(done.stdout, "rbz_health"), 2)
+            wrong = template % (sim.port, b"root".hex(), WRONG_PASSWORD.encode().hex())
+            done = subprocess.run([ARGS.exporter, "--probe.child"], input=wrong, capture_output=True, text=True,
+                                  timeout=60)
+            self.assertEqual(done.stdout, "rbz-probe down http Http Exception: Invalid username/password.\n")
+        for garbage in ("", "not json", '{"target":"h"}', request_with_odd_hex(template)):
+            done = subprocess.run([ARGS.exporter, "--probe.child"], input=garbage, capture_output=True, text=True,
+                                  timeout=60)
+            self.assertEqual(done.returncode, 0)
+            self.assertRegex(done.stdout, r"^rbz-probe down internal the probe's request: [^\n]+\n$")
 
     def test_config_others_can_read_is_refused(self):
         exporter = Exporter("modules:\n  default: {user: root, password: \"%s\"}\n" % HOST_PASSWORD, mode=0o644)
