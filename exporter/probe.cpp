@@ -4,9 +4,11 @@
 #include <poll.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
@@ -77,20 +79,32 @@ bool WriteAll(int fd, const std::string& data, Clock::time_point deadline) {
 }
 
 // Waits for the child to end until the deadline; kills it then. Returns the
-// wait status; `killed` tells whether the deadline struck.
+// wait status; `killed` tells whether the deadline struck. The wait is a
+// poll on the child's pidfd, so it ends the moment the child does.
 int Reap(pid_t pid, Clock::time_point deadline, bool& killed) {
     int status = 0;
+    const int pidfd = static_cast<int>(syscall(SYS_pidfd_open, pid, 0));
     for (;;) {
         const pid_t done = waitpid(pid, &status, WNOHANG);
-        if (done == pid) return status;
-        if (done < 0 && errno != EINTR) return 0;
-        if (Clock::now() >= deadline) break;
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        if (done == pid) break;
+        if (done < 0 && errno != EINTR) break;
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
+        if (left <= 0) {
+            killed = true;
+            kill(pid, SIGKILL);
+            while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+            }
+            break;
+        }
+        if (pidfd >= 0) {
+            pollfd p{pidfd, POLLIN, 0};
+            poll(&p, 1, static_cast<int>(left));
+        } else {
+            // A kernel without pidfds: look again shortly.
+            std::this_thread::sleep_for(std::chrono::milliseconds(std::min<long long>(left, 2)));
+        }
     }
-    killed = true;
-    kill(pid, SIGKILL);
-    while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
-    }
+    if (pidfd >= 0) close(pidfd);
     return status;
 }
 
