@@ -210,7 +210,7 @@ namespace {
 size_t RenderingRoom(const InstanceXml& instance) {
     size_t room = 0;
     for (const PropertyXml& p : instance.properties) {
-        room += p.name.size() + 8;
+        room += p.name.view().size() + 8;
         if (!p.value.exists()) continue;
         const ValueXml& v = p.value.val();
         room += 2 * v.text().size();

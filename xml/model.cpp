@@ -390,7 +390,7 @@ struct PropertyForm {
     PropertyXml::Kind kind;
     size_t count;
     const char* names[5];
-    std::string PropertyXml::*fields[5];   // null: checked, not kept
+    ReplyText PropertyXml::*fields[5];   // null: checked, not kept
 };
 
 // Tried in this order; the attribute tables follow each element's list.
@@ -449,15 +449,15 @@ PropertyXml::PropertyXml(const char* nameValue, bool isReference) {
     const char* text = nameValue ? nameValue : "";
     const char* eq = std::strchr(text, '=');
     if (!eq) throw ParseException("Invalid name-value pair");
-    name.assign(text, static_cast<size_t>(eq - text));
+    name.set(std::string_view(text, static_cast<size_t>(eq - text)), false);
     const std::string raw(eq + 1);
 
     if (sameName(raw, "true") || sameName(raw, "false"))
-        type = "boolean";
+        type.set("boolean", false);
     else if (looksNumeric(raw))
-        type = "numeric";
+        type.set("numeric", false);
     else
-        type = "string";
+        type.set("string", false);
 
     std::string stored = raw;
     if (!raw.empty() && raw[0] == '"') stored = raw.size() >= 2 ? raw.substr(1, raw.size() - 2) : std::string();
@@ -507,8 +507,11 @@ void InstanceXml::toStringBuffer(std::string& buf, const char* q) const {
 }
 
 void InstanceXml::keepValues() {
-    for (PropertyXml& p : properties)
+    for (PropertyXml& p : properties) {
+        p.name.keep();
+        p.type.keep();
         if (p.value.exists()) p.value.val().keep();
+    }
 }
 
 void InstanceXml::propagateKeyFlags(const ArrayXml<KeyBindingXml>& keys) {

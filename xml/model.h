@@ -223,7 +223,9 @@ public:
     // PROPERTY, PROPERTY.REFERENCE, PROPERTY.ARRAY: indexed by kind - 1.
     static const XmlElement elm[3];
 
-    std::string name, type;   // the other attributes are checked, not kept
+    // The other attributes are checked, not kept. Lent like the value while
+    // the scanner lends its body.
+    ReplyText name, type;
     ArrayXml<QualifierXml> qualifiers;
     Option<ValueXml> value;
     int kind = Plain;
@@ -238,7 +240,8 @@ public:
     void toStringBuffer(std::string& buf, const char* q = "") const override;
     void propagateKeyFlags(const ArrayXml<KeyBindingXml>& keys);
     void propagateKeyFlags(const ArrayXml<PropertyXml>& keys);
-    // Copies every lent value into the instance (ValueXml::keep).
+    // Copies every lent text into the instance: values (ValueXml::keep),
+    // property names and types.
     void keepValues();
 
     static const XmlElement elm;
