@@ -205,9 +205,9 @@ Json PropertiesJson(const InstanceXml& instance) {
 Json KeysJson(const ArrayXml<KeyBindingXml>& keys) {
     Json out = Json::object();
     for (const KeyBindingXml& key : keys) {
-        out[key.name] = key.kind == KeyBindingXml::Reference
+        out[key.name.str()] = key.kind == KeyBindingXml::Reference
                             ? Json(ReferenceText(key.refValue))
-                            : KeyValueJson(key.keyValue.valueType, key.keyValue.value);
+                            : KeyValueJson(key.keyValue.valueType.str(), key.keyValue.value);
     }
     return out;
 }
@@ -228,7 +228,7 @@ Json KeysJson(const ArrayXml<PropertyXml>& keys) {
 
 Json InstanceJson(const InstanceXml& instance, Json keys) {
     Json out;
-    out["class"] = instance.className;
+    out["class"] = instance.className.str();
     out["keys"] = std::move(keys);
     out["properties"] = PropertiesJson(instance);
     return out;

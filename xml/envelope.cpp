@@ -93,7 +93,7 @@ std::unique_ptr<RetValXml> readResults(XmlBuffer& xb, const char* tag, NamedInst
     if (named && sink) xb.lending = true;
     One first = read(xb);
     if (!XmlBuffer::nextEquals(xb.nextTag(), tag)) {
-        if constexpr (named) first.instance.keepValues();
+        if constexpr (named) first.keep();
         xb.lending = false;
         return std::make_unique<One>(std::move(first));
     }

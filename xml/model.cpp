@@ -93,7 +93,12 @@ ValueXml::ValueXml(XmlBuffer& xb) : RetValXml(TypeValue) {
             throw ParseException(
                 "Expecting CLASSPATH, LOCALCLASSPATH, CLASSNAME, INSTANCEPATH, LOCALINSTANCEPATH or "
                 "INSTANCENAME element");
+        // A reference's path is copied even while values are lent: keep()
+        // does not look into it.
+        const bool lending = xb.lending;
+        xb.lending = false;
         ref = child->read(xb);
+        xb.lending = lending;
         break;
     }
     }
@@ -152,8 +157,8 @@ const XmlElement KeyValueXml::elm{"VALUETYPE", "TYPE"};
 KeyValueXml::KeyValueXml(XmlBuffer& xb) {
     XmlAttr attr;
     open(xb, "KEYVALUE", elm, attr, "Expecting KEYVALUE element", "Bad KEYVALUE attributes");
-    valueType = attr.attr[0];
-    value = content(xb, attr);
+    valueType.set(attr.attr[0], xb.lending);
+    value.set(xb.contentView(&attr), xb.lending);
     close(xb, "KEYVALUE", attr, "Expecting </KEYVALUE> tag");
 }
 
@@ -170,7 +175,7 @@ const XmlElement KeyBindingXml::elm{"NAME"};
 KeyBindingXml::KeyBindingXml(XmlBuffer& xb) {
     XmlAttr attr;
     open(xb, "KEYBINDING", elm, attr, "Expecting KEYBINDING element", "Bad KEYBINDING attributes");
-    name = attr.attr[0];
+    name.set(attr.attr[0], xb.lending);
     if (childIs(xb, attr, "KEYVALUE")) {
         kind = KeyValue;
         keyValue = KeyValueXml(xb);
@@ -209,7 +214,7 @@ InstanceNameXml::InstanceNameXml(XmlBuffer& xb, bool objectPath) : RetValXml(Typ
     if (!objectPath) {
         XmlAttr attr;
         open(xb, "INSTANCENAME", elm, attr, "Expecting INSTANCENAME element", "Bad INSTANCENAME attributes");
-        className = attr.attr[0];
+        className.set(attr.attr[0], xb.lending);
         while (childIs(xb, attr, "KEYBINDING")) keys.emplace_back(xb);
         close(xb, "INSTANCENAME", attr, "Expecting /INSTANCENAME element");
         return;
@@ -232,6 +237,15 @@ InstanceNameXml::InstanceNameXml(XmlBuffer& xb, bool objectPath) : RetValXml(Typ
 }
 
 std::unique_ptr<RetValXml> InstanceNameXml::clone() const { return std::make_unique<InstanceNameXml>(*this); }
+
+void InstanceNameXml::keep() {
+    className.keep();
+    for (KeyBindingXml& k : keys) {
+        k.name.keep();
+        k.keyValue.valueType.keep();
+        k.keyValue.value.keep();
+    }
+}
 
 // Resetting noQuotes at the end is part of the contract: the reports rely
 // on quotes being back on after any instance name has been written.
@@ -486,7 +500,7 @@ const XmlElement InstanceXml::elm{"CLASSNAME", "xml:lang"};
 InstanceXml::InstanceXml(XmlBuffer& xb) : RetValXml(TypeInstance) {
     XmlAttr attr;
     open(xb, "INSTANCE", elm, attr, "Expecting INSTANCE element", "Bad INSTANCE attributes");
-    className = attr.attr[0];
+    className.set(attr.attr[0], xb.lending);
     // Room for a usual instance's properties at once, not in four steps.
     properties.reserve(8);
     const char* next = nullptr;
@@ -507,6 +521,7 @@ void InstanceXml::toStringBuffer(std::string& buf, const char* q) const {
 }
 
 void InstanceXml::keepValues() {
+    className.keep();
     for (PropertyXml& p : properties) {
         p.name.keep();
         p.type.keep();
@@ -539,6 +554,11 @@ NamedInstanceXml::NamedInstanceXml(XmlBuffer& xb) : RetValXml(TypeNamedInstance)
     if (!childIs(xb, attr, "INSTANCE")) throw ParseException("Expecting INSTANCENANE and INSTANCE element");
     instance = InstanceXml(xb);
     close(xb, "VALUE.NAMEDINSTANCE", attr, "Expecting /VALUE.NAMEDINSTANCE element");
+}
+
+void NamedInstanceXml::keep() {
+    name.keep();
+    instance.keepValues();
 }
 
 std::unique_ptr<RetValXml> NamedInstanceXml::clone() const { return std::make_unique<NamedInstanceXml>(*this); }
