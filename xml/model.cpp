@@ -215,6 +215,8 @@ InstanceNameXml::InstanceNameXml(XmlBuffer& xb, bool objectPath) : RetValXml(Typ
         XmlAttr attr;
         open(xb, "INSTANCENAME", elm, attr, "Expecting INSTANCENAME element", "Bad INSTANCENAME attributes");
         className.set(attr.attr[0], xb.lending);
+        // Room for the keys of a usual class (one or two) at once.
+        keys.reserve(2);
         while (childIs(xb, attr, "KEYBINDING")) keys.emplace_back(xb);
         close(xb, "INSTANCENAME", attr, "Expecting /INSTANCENAME element");
         return;
@@ -482,7 +484,7 @@ PropertyXml::PropertyXml(const char* nameValue, bool isReference) {
 void PropertyXml::toStringBuffer(std::string& buf, const char* q) const {
     if (useNl) buf += '-';
     buf += name;
-    buf += q;
+    if (*q) buf += q;
     if (addType) {
         if (kind == Array) buf += "[]";
         if (kind == Reference) buf += '&';
