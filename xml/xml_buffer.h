@@ -157,8 +157,8 @@ private:
         if (p + n < end() && isAlnum(p[n])) return nullptr;
         return p + n;
     }
-    // getValue's value, cut in place and not copied.
-    std::string_view valueText(const char* attrName);
+    // getValue's value at `p`, cut in place and not copied.
+    std::string_view valueAt(char*& p, const char* attrName);
     // Moves the cursor over the content that starts there (CDATA sections
     // included), up to the next tag.
     void skipContent();
