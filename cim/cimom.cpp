@@ -290,10 +290,10 @@ std::unique_ptr<RetValXml> Cimom::createInstance(URL& url, ClassXml* cls, const 
     if (!cls) throw CmdException("Invalid class");
     AVPs values(properties, cls->properties);
     for (const PropertyXml& key : cls->keys)
-        if (!values.check(key.name.c_str())) throw CmdException("Bad key specification");
+        if (!values.check(key.name.str().c_str())) throw CmdException("Bad key specification");
     std::string instance;
     for (const PropertyXml& p : cls->properties) {
-        AValue* value = values.get(p.name.c_str());
+        AValue* value = values.get(p.name.str().c_str());
         if (!value) continue;
         if (p.kind == PropertyXml::Reference) testInst(url, value);
         p.toXmlBuffer(instance, value, 0, &url);
@@ -317,7 +317,7 @@ std::unique_ptr<RetValXml> Cimom::modifyInstance(URL& url, InstanceXml* instance
     AVPs values(properties, declared);
     std::string changed;
     for (const PropertyXml& p : declared) {
-        AValue* value = values.get(p.name.c_str());
+        AValue* value = values.get(p.name.str().c_str());
         if (!value) continue;
         if (p.kind == PropertyXml::Reference) testInst(url, value);
         p.toXmlBuffer(changed, value, 0, &url);

@@ -162,26 +162,26 @@ Json ValueJson(const ValueXml& value, const std::string& cimType, const std::str
 Json PropertyJson(const PropertyXml& property) {
     const bool reference = property.kind == PropertyXml::Reference;
     Json out;
-    out["type"] = reference ? std::string("reference") : property.type;
+    out["type"] = reference ? std::string("reference") : property.type.str();
     if (property.kind == PropertyXml::Array) out["array"] = true;
     out["value"] = property.value.exists()
-                       ? ValueJson(property.value.val(), property.type, "property " + property.name)
+                       ? ValueJson(property.value.val(), property.type.str(), "property " + property.name.str())
                        : Json(nullptr);
     return out;
 }
 
 Json PropertiesJson(const InstanceXml& instance) {
     Json out = Json::object();
-    for (const PropertyXml& property : instance.properties) out[property.name] = PropertyJson(property);
+    for (const PropertyXml& property : instance.properties) out[property.name.str()] = PropertyJson(property);
     return out;
 }
 
 Json KeysJson(const ArrayXml<KeyBindingXml>& keys) {
     Json out = Json::object();
     for (const KeyBindingXml& key : keys) {
-        out[key.name] = key.kind == KeyBindingXml::Reference
+        out[key.name.str()] = key.kind == KeyBindingXml::Reference
                             ? Json(ReferenceText(key.refValue))
-                            : KeyValueJson(key.keyValue.valueType, key.keyValue.value);
+                            : KeyValueJson(key.keyValue.valueType.str(), key.keyValue.value);
     }
     return out;
 }
@@ -190,11 +190,11 @@ Json KeysJson(const ArrayXml<PropertyXml>& keys) {
     Json out = Json::object();
     for (const PropertyXml& key : keys) {
         if (!key.value.exists()) {
-            out[key.name] = nullptr;
+            out[key.name.str()] = nullptr;
             continue;
         }
         const ValueXml& value = key.value.val();
-        out[key.name] = value.kind == ValueXml::Value ? KeyValueJson(key.type, value.text())
+        out[key.name.str()] = value.kind == ValueXml::Value ? KeyValueJson(key.type.str(), value.text())
                                                       : Json(ReferenceText(value));
     }
     return out;
@@ -202,7 +202,7 @@ Json KeysJson(const ArrayXml<PropertyXml>& keys) {
 
 Json InstanceJson(const InstanceXml& instance, Json keys) {
     Json out;
-    out["class"] = instance.className;
+    out["class"] = instance.className.str();
     out["keys"] = std::move(keys);
     out["properties"] = PropertiesJson(instance);
     return out;

@@ -14,10 +14,18 @@ bool IsControl(char c) {
     return u < 0x20 || u == 0x7f;
 }
 
+// Just after the first occurrence of the key. A key begins with the "-" that
+// begins every line of a rendering, so the rest of the key is looked for and
+// the byte before it checked: the search stops at far fewer places.
 size_t ValueStart(std::string_view text, std::string_view key) {
-    const size_t at = text.find(key);
-    if (at == std::string_view::npos) throw std::out_of_range("report key absent: " + std::string(key));
-    return at + key.size();
+    if (key.size() >= 2) {
+        const std::string_view rest = key.substr(1);
+        for (size_t at = text.find(rest, 1); at != std::string_view::npos; at = text.find(rest, at + 1))
+            if (text[at - 1] == key[0]) return at + rest.size();
+    } else if (const size_t at = text.find(key); at != std::string_view::npos) {
+        return at + key.size();
+    }
+    throw std::out_of_range("report key absent: " + std::string(key));
 }
 
 // 32-bit cuts wrap at 2^32; accumulating modulo 2^64 and keeping the low
@@ -202,7 +210,7 @@ namespace {
 size_t RenderingRoom(const InstanceXml& instance) {
     size_t room = 0;
     for (const PropertyXml& p : instance.properties) {
-        room += p.name.size() + 8;
+        room += p.name.view().size() + 8;
         if (!p.value.exists()) continue;
         const ValueXml& v = p.value.val();
         room += 2 * v.text().size();

@@ -182,7 +182,7 @@ inline Record record(const std::string& text) {
             key.name = field.substr(0, eq);
             std::string value = field.substr(eq + 1);
             const bool quoted = value.size() >= 2 && value.front() == '"' && value.back() == '"';
-            key.keyValue.valueType = quoted ? "string" : "numeric";
+            key.keyValue.valueType = std::string(quoted ? "string" : "numeric");
             key.keyValue.value = quoted ? value.substr(1, value.size() - 2) : value;
             r.item.name.keys.add(std::move(key));
         } else {

@@ -21,7 +21,7 @@ public:
     // Renders every element with `q`, `sep` between two elements.
     void toStringBuffer(std::string& buf, const char* sep, const char* q) const {
         for (size_t i = 0; i < this->size(); ++i) {
-            if (i) buf += sep;
+            if (i && *sep) buf += sep;
             (*this)[i].toStringBuffer(buf, q);
         }
     }

@@ -84,16 +84,16 @@ InstanceNameXml readObjectPath(XmlBuffer& xb) { return InstanceNameXml(xb, true)
 
 // The first result, and when more of the same element follow, a list of all
 // (of named instances, each handed to the sink instead when there is one).
-// Named instances for a sink are read with their values lent from the body
-// (they are gone before it); a single one stays the result and keeps its
-// values.
+// Named instances for a sink are read with their text (values, names,
+// classes) lent from the body (they are gone before it); a single one stays
+// the result and keeps its text.
 template <class One, class List, One (*read)(XmlBuffer&)>
 std::unique_ptr<RetValXml> readResults(XmlBuffer& xb, const char* tag, NamedInstanceSink* sink) {
     constexpr bool named = std::is_same_v<One, NamedInstanceXml>;
     if (named && sink) xb.lending = true;
     One first = read(xb);
     if (!XmlBuffer::nextEquals(xb.nextTag(), tag)) {
-        if constexpr (named) first.instance.keepValues();
+        if constexpr (named) first.keep();
         xb.lending = false;
         return std::make_unique<One>(std::move(first));
     }

@@ -93,7 +93,12 @@ ValueXml::ValueXml(XmlBuffer& xb) : RetValXml(TypeValue) {
             throw ParseException(
                 "Expecting CLASSPATH, LOCALCLASSPATH, CLASSNAME, INSTANCEPATH, LOCALINSTANCEPATH or "
                 "INSTANCENAME element");
+        // A reference's path is copied even while values are lent: keep()
+        // does not look into it.
+        const bool lending = xb.lending;
+        xb.lending = false;
         ref = child->read(xb);
+        xb.lending = lending;
         break;
     }
     }
@@ -152,8 +157,8 @@ const XmlElement KeyValueXml::elm{"VALUETYPE", "TYPE"};
 KeyValueXml::KeyValueXml(XmlBuffer& xb) {
     XmlAttr attr;
     open(xb, "KEYVALUE", elm, attr, "Expecting KEYVALUE element", "Bad KEYVALUE attributes");
-    valueType = attr.attr[0];
-    value = content(xb, attr);
+    valueType.set(attr.attr[0], xb.lending);
+    value.set(xb.contentView(&attr), xb.lending);
     close(xb, "KEYVALUE", attr, "Expecting </KEYVALUE> tag");
 }
 
@@ -170,7 +175,7 @@ const XmlElement KeyBindingXml::elm{"NAME"};
 KeyBindingXml::KeyBindingXml(XmlBuffer& xb) {
     XmlAttr attr;
     open(xb, "KEYBINDING", elm, attr, "Expecting KEYBINDING element", "Bad KEYBINDING attributes");
-    name = attr.attr[0];
+    name.set(attr.attr[0], xb.lending);
     if (childIs(xb, attr, "KEYVALUE")) {
         kind = KeyValue;
         keyValue = KeyValueXml(xb);
@@ -209,7 +214,9 @@ InstanceNameXml::InstanceNameXml(XmlBuffer& xb, bool objectPath) : RetValXml(Typ
     if (!objectPath) {
         XmlAttr attr;
         open(xb, "INSTANCENAME", elm, attr, "Expecting INSTANCENAME element", "Bad INSTANCENAME attributes");
-        className = attr.attr[0];
+        className.set(attr.attr[0], xb.lending);
+        // Room for the keys of a usual class (one or two) at once.
+        keys.reserve(2);
         while (childIs(xb, attr, "KEYBINDING")) keys.emplace_back(xb);
         close(xb, "INSTANCENAME", attr, "Expecting /INSTANCENAME element");
         return;
@@ -232,6 +239,15 @@ InstanceNameXml::InstanceNameXml(XmlBuffer& xb, bool objectPath) : RetValXml(Typ
 }
 
 std::unique_ptr<RetValXml> InstanceNameXml::clone() const { return std::make_unique<InstanceNameXml>(*this); }
+
+void InstanceNameXml::keep() {
+    className.keep();
+    for (KeyBindingXml& k : keys) {
+        k.name.keep();
+        k.keyValue.valueType.keep();
+        k.keyValue.value.keep();
+    }
+}
 
 // Resetting noQuotes at the end is part of the contract: the reports rely
 // on quotes being back on after any instance name has been written.
@@ -390,7 +406,7 @@ struct PropertyForm {
     PropertyXml::Kind kind;
     size_t count;
     const char* names[5];
-    std::string PropertyXml::*fields[5];   // null: checked, not kept
+    ReplyText PropertyXml::*fields[5];   // null: checked, not kept
 };
 
 // Tried in this order; the attribute tables follow each element's list.
@@ -449,15 +465,15 @@ PropertyXml::PropertyXml(const char* nameValue, bool isReference) {
     const char* text = nameValue ? nameValue : "";
     const char* eq = std::strchr(text, '=');
     if (!eq) throw ParseException("Invalid name-value pair");
-    name.assign(text, static_cast<size_t>(eq - text));
+    name.set(std::string_view(text, static_cast<size_t>(eq - text)), false);
     const std::string raw(eq + 1);
 
     if (sameName(raw, "true") || sameName(raw, "false"))
-        type = "boolean";
+        type.set("boolean", false);
     else if (looksNumeric(raw))
-        type = "numeric";
+        type.set("numeric", false);
     else
-        type = "string";
+        type.set("string", false);
 
     std::string stored = raw;
     if (!raw.empty() && raw[0] == '"') stored = raw.size() >= 2 ? raw.substr(1, raw.size() - 2) : std::string();
@@ -468,7 +484,7 @@ PropertyXml::PropertyXml(const char* nameValue, bool isReference) {
 void PropertyXml::toStringBuffer(std::string& buf, const char* q) const {
     if (useNl) buf += '-';
     buf += name;
-    buf += q;
+    if (*q) buf += q;
     if (addType) {
         if (kind == Array) buf += "[]";
         if (kind == Reference) buf += '&';
@@ -486,7 +502,7 @@ const XmlElement InstanceXml::elm{"CLASSNAME", "xml:lang"};
 InstanceXml::InstanceXml(XmlBuffer& xb) : RetValXml(TypeInstance) {
     XmlAttr attr;
     open(xb, "INSTANCE", elm, attr, "Expecting INSTANCE element", "Bad INSTANCE attributes");
-    className = attr.attr[0];
+    className.set(attr.attr[0], xb.lending);
     // Room for a usual instance's properties at once, not in four steps.
     properties.reserve(8);
     const char* next = nullptr;
@@ -507,8 +523,12 @@ void InstanceXml::toStringBuffer(std::string& buf, const char* q) const {
 }
 
 void InstanceXml::keepValues() {
-    for (PropertyXml& p : properties)
+    className.keep();
+    for (PropertyXml& p : properties) {
+        p.name.keep();
+        p.type.keep();
         if (p.value.exists()) p.value.val().keep();
+    }
 }
 
 void InstanceXml::propagateKeyFlags(const ArrayXml<KeyBindingXml>& keys) {
@@ -536,6 +556,11 @@ NamedInstanceXml::NamedInstanceXml(XmlBuffer& xb) : RetValXml(TypeNamedInstance)
     if (!childIs(xb, attr, "INSTANCE")) throw ParseException("Expecting INSTANCENANE and INSTANCE element");
     instance = InstanceXml(xb);
     close(xb, "VALUE.NAMEDINSTANCE", attr, "Expecting /VALUE.NAMEDINSTANCE element");
+}
+
+void NamedInstanceXml::keep() {
+    name.keep();
+    instance.keepValues();
 }
 
 std::unique_ptr<RetValXml> NamedInstanceXml::clone() const { return std::make_unique<NamedInstanceXml>(*this); }

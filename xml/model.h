@@ -94,8 +94,9 @@ public:
     void toStringBuffer(std::string& buf, const char* q) const;
 
     static const XmlElement elm;
-    std::string valueType;
-    std::string value;
+    // Lent like a VALUE's text while the scanner lends its body.
+    ReplyText valueType;
+    ReplyText value;
 };
 
 class KeyBindingXml {
@@ -107,8 +108,8 @@ public:
     static const XmlElement elm;
     int kind = KeyValue;
     KeyValueXml keyValue;
-    ValueXml refValue;
-    std::string name;
+    ValueXml refValue;   // never lent
+    ReplyText name;
 };
 
 class InstanceNameXml : public RetValXml {
@@ -118,12 +119,14 @@ public:
     InstanceNameXml();
     std::unique_ptr<RetValXml> clone() const override;
     void toStringBuffer(std::string& buf, const char* q = "") const override;
+    // Copies lent text into the name: its class and its keys.
+    void keep();
 
     static const XmlElement elm;             // INSTANCENAME
     static const XmlElement elmObjectPath;   // OBJECTPATH
 
     std::string pathPrefix;   // set only when read from OBJECTPATH/INSTANCEPATH
-    std::string className;
+    ReplyText className;
     ArrayXml<KeyBindingXml> keys;
 };
 
@@ -223,7 +226,9 @@ public:
     // PROPERTY, PROPERTY.REFERENCE, PROPERTY.ARRAY: indexed by kind - 1.
     static const XmlElement elm[3];
 
-    std::string name, type;   // the other attributes are checked, not kept
+    // The other attributes are checked, not kept. Lent like the value while
+    // the scanner lends its body.
+    ReplyText name, type;
     ArrayXml<QualifierXml> qualifiers;
     Option<ValueXml> value;
     int kind = Plain;
@@ -238,11 +243,12 @@ public:
     void toStringBuffer(std::string& buf, const char* q = "") const override;
     void propagateKeyFlags(const ArrayXml<KeyBindingXml>& keys);
     void propagateKeyFlags(const ArrayXml<PropertyXml>& keys);
-    // Copies every lent value into the instance (ValueXml::keep).
+    // Copies every lent text into the instance: its class, property names,
+    // types and values (ValueXml::keep).
     void keepValues();
 
     static const XmlElement elm;
-    std::string className;
+    ReplyText className;
     ArrayXml<QualifierXml> qualifiers;
     ArrayXml<PropertyXml> properties;
 };
@@ -251,6 +257,8 @@ class NamedInstanceXml : public RetValXml {
 public:
     explicit NamedInstanceXml(XmlBuffer& xb);
     std::unique_ptr<RetValXml> clone() const override;
+    // Copies every lent text into the item, so that it outlives the body.
+    void keep();
     static const XmlElement elm;
     InstanceNameXml name;
     InstanceXml instance;

@@ -58,6 +58,10 @@ const Form* openForm(XmlBuffer& xb, const Form (&forms)[N]) {
     return at < 0 ? nullptr : &forms[at];
 }
 
+// An attribute value kept by a model: copied, or lent while the scanner lends.
+inline void store(const XmlBuffer&, std::string& to, std::string_view text) { to.assign(text.data(), text.size()); }
+inline void store(const XmlBuffer& xb, ReplyText& to, std::string_view text) { to.set(text, xb.lending); }
+
 // An element with several forms whose attributes go to members of `into`
 // (PROPERTY, PARAMETER and their variants): opens the form that comes next,
 // reads its attributes against its table, `tables[kind - 1]`, and stores
@@ -71,7 +75,7 @@ const Form& openKind(XmlBuffer& xb, const Form (&forms)[N], const XmlElement* ta
     if (!xb.attrsOk(tables[form->kind - 1], attr, form->tag.data())) throw ParseException(badAttributes);
     into.kind = form->kind;
     for (size_t i = 0; i < form->count; ++i)
-        if (form->fields[i] && !attr.attr[i].empty()) into.*(form->fields[i]) = attr.attr[i];
+        if (form->fields[i] && !attr.attr[i].empty()) store(xb, into.*(form->fields[i]), attr.attr[i]);
     return *form;
 }
 

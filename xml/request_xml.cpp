@@ -131,7 +131,7 @@ void appendValue(std::string& buf, Shape shape, AValue* val, const ObjectPathRef
     }
 }
 
-void appendDeclared(std::string& buf, const RequestForm* form, const std::string& name, const std::string& type,
+void appendDeclared(std::string& buf, const RequestForm* form, std::string_view name, std::string_view type,
                     AValue* val, int valueOnly, const ObjectPathRef* target) {
     if (!form) return;
     if (!valueOnly) {

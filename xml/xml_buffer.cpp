@@ -85,19 +85,21 @@ int XmlBuffer::tagIndex(const std::string_view* tags, size_t count) {
 }
 
 // Read as a C string: a value ends at its closing quote or at a NUL byte.
-inline std::string_view XmlBuffer::valueText(const char* attrName) {
+// `p` moves past it.
+inline std::string_view XmlBuffer::valueAt(char*& p, const char* attrName) {
     if (DBGXB) std::fprintf(stderr, "--- XmlBuffer::getValue(\"%s\")\n", attrName);
-    cursor = blanks(cursor);
-    if (cursor >= end() || (*cursor != '"' && *cursor != '\''))
+    char* const e = &text[0] + text.size();
+    p = blanks(p);
+    if (p >= e || (*p != '"' && *p != '\''))
         throw std::logic_error("basic_string: construction from null is not valid");
-    const char quote = *cursor++;
-    char* const start = cursor;
-    char* close = static_cast<char*>(std::memchr(cursor, quote, left()));
+    const char quote = *p++;
+    char* const start = p;
+    char* close = static_cast<char*>(std::memchr(p, quote, static_cast<size_t>(e - p)));
     if (close) {
         *close = '\0';
-        cursor = close + 1;
+        p = close + 1;
     } else {
-        close = cursor = &text[0] + text.size();
+        close = p = e;
     }
     return upToNul(start, static_cast<size_t>(close - start));
 }
@@ -109,26 +111,28 @@ int XmlBuffer::attrsOk(const XmlElement& elm, XmlAttr& attr, const char* tag) {
     attr.emptyElement = false;
     unsigned long long seen = 0;
 
-    cursor = blanks(cursor);
-    while (cursor < end() && isAlpha(*cursor)) {
+    // The attributes are read on a position of their own, the cursor set
+    // after them.
+    const char* const e = end();
+    char* p = blanks(cursor);
+    while (p < e && isAlpha(*p)) {
         // A name can only match a table entry with the same first letter.
-        const char first = static_cast<char>(*cursor | 0x20);
+        const char first = static_cast<char>(*p | 0x20);
         size_t i = 0;
         char* after = nullptr;
         for (; i < count; ++i)
-            if (!(seen >> i & 1) && (elm.attrs[i][0] | 0x20) == first &&
-                (after = wordAt(cursor, elm.attrs[i], false)))
+            if (!(seen >> i & 1) && (elm.attrs[i][0] | 0x20) == first && (after = wordAt(p, elm.attrs[i], false)))
                 break;
         if (i == count)
-            throw ParseException(std::string("Unknown attribute in list for ") + tag + " (" +
-                                 peek(cursor, end(), 10) + ")");
-        cursor = blanks(after);
-        if (cursor == end() || *cursor != '=') throw ParseException("'=' expected in attribute list");
-        ++cursor;
-        attr.attr[i] = valueText(elm.attrs[i].c_str());
+            throw ParseException(std::string("Unknown attribute in list for ") + tag + " (" + peek(p, e, 10) + ")");
+        p = blanks(after);
+        if (p == e || *p != '=') throw ParseException("'=' expected in attribute list");
+        ++p;
+        attr.attr[i] = valueAt(p, elm.attrs[i].c_str());
         seen |= 1ULL << i;
-        cursor = blanks(cursor);
+        p = blanks(p);
     }
+    cursor = p;
 
     if (left() >= 2 && cursor[0] == '/' && cursor[1] == '>') {
         cursor += 2;
@@ -184,7 +188,7 @@ int XmlBuffer::testAttr(std::string_view name, std::string_view value, int caseS
     return (caseSensitive ? here == value : equalsNoCase(here, value)) && p[n] == quote;
 }
 
-std::string XmlBuffer::getValue(const char* attrName) { return std::string(valueText(attrName)); }
+std::string XmlBuffer::getValue(const char* attrName) { return std::string(valueAt(cursor, attrName)); }
 
 void XmlBuffer::skipContent() {
     static constexpr std::string_view cdataOpen = "<![CDATA[";

@@ -92,9 +92,10 @@ public:
     std::string_view contentView(const XmlAttr* attr);
     int xmlHdr();
 
-    // While set, the VALUE text of what is read is not copied: it stays a
-    // view into this buffer's body, valid as long as the buffer. Set only
-    // around items that are done with before the buffer goes.
+    // While set, the VALUE text of what is read, and a property's name and
+    // type, are not copied: they stay views into this buffer's body, valid
+    // as long as the buffer. Set only around items that are done with before
+    // the buffer goes.
     bool lending = false;
 
     const char* cur() const { return cursor; }
@@ -156,8 +157,8 @@ private:
         if (p + n < end() && isAlnum(p[n])) return nullptr;
         return p + n;
     }
-    // getValue's value, cut in place and not copied.
-    std::string_view valueText(const char* attrName);
+    // getValue's value at `p`, cut in place and not copied.
+    std::string_view valueAt(char*& p, const char* attrName);
     // Moves the cursor over the content that starts there (CDATA sections
     // included), up to the next tag.
     void skipContent();
@@ -178,6 +179,38 @@ private:
     // needs no look for one.
     const char* nulFree = nullptr;
     int depth = 0;
+};
+
+// Text an element keeps from its start tag: its own copy, or a view into
+// the scanner's body while that lends it (XmlBuffer::lending).
+class ReplyText {
+public:
+    ReplyText() = default;
+    ReplyText(std::string text) : own(std::move(text)) {}
+
+    void set(std::string_view text, bool lend) {
+        if (lend) {
+            lent = text.data();
+            size = text.size();
+        } else {
+            own.assign(text.data(), text.size());
+            lent = nullptr;
+        }
+    }
+    // Copies lent text into the element's own.
+    void keep() {
+        if (!lent) return;
+        own.assign(lent, size);
+        lent = nullptr;
+    }
+    std::string_view view() const { return lent ? std::string_view(lent, size) : std::string_view(own); }
+    operator std::string_view() const { return view(); }
+    std::string str() const { return std::string(view()); }
+
+private:
+    std::string own;
+    const char* lent = nullptr;
+    size_t size = 0;
 };
 
 // Entity decoding: mode 0 plain, any other mode escapes quotes and backslashes

@@ -52,8 +52,8 @@ std::string Parsed(const char* text) {
         std::string ns, keys;
         url.ns.toStringBuffer(ns, "/", "");
         for (const PropertyXml& k : url.keys)
-            keys += (keys.empty() ? "" : " ") + k.name + (k.kind == PropertyXml::Reference ? "&" : "") + "=" +
-                    (k.value.exists() ? k.value.val().value : "<none>") + ":" + k.type;
+            keys += (keys.empty() ? "" : " ") + k.name.str() + (k.kind == PropertyXml::Reference ? "&" : "") + "=" +
+                    (k.value.exists() ? k.value.val().value : "<none>") + ":" + k.type.str();
         return url.protocol + "|" + url.user + "|" + url.password + "|" + url.host + "|" +
                std::to_string(url.zoneId) + "|" + url.port + "|" + ns + "|" + url.className + "|" + keys;
     } catch (const XmlException& e) {

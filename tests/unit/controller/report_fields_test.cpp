@@ -51,6 +51,9 @@ const FieldCase kFieldCases[] = {
     {"TextPaddedToTheWidth", {Cell("-T=", 8, Cut::Text)}, "-T=\"x y\"\n-U=\"z\"\n", "x y     "},
     {"TextWiderThanTheWidthWhole", {Cell("-T=", 2, Cut::Text)}, "-T=\"abcd\"\n", "abcd"},
     {"KeyIncludesDashAndEquals", {Cell("-Slot=", 0, Cut::Text)}, "-SlotNumber=5\n-Slot=\"7\"\n", "7"},
+    // The key's first occurrence, wherever it is: not the first line that
+    // begins with it, nor the first place its name follows another byte.
+    {"FirstOccurrenceOfTheWholeKey", {kText}, "-AT=\"1\"\nX-T=\"8\"\n-T=\"2\"\n", "8"},
     {"UnquotedValueTakesTheNextQuoted", {kText}, "-T=\n-B=\"z\"\n", "z"},
     {"NoEscapesUndone", {kText}, "-T=\"a\\\\b\"\n", "a\\\\b"},
     // Numbers: the digits up to the first control character, others skipped.

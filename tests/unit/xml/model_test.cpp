@@ -10,6 +10,8 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
+#include <vector>
 
 namespace {
 
@@ -242,6 +244,28 @@ TEST(NamedInstanceSink, ASingleInstanceKeepsItsValues) {
     item.toStringBuffer(text, "");
     EXPECT_EQ(text, "-s=\"a & 7\"\n-e=\"\"\n-n=\n-a=\"x\",\"7\"\n");
     EXPECT_EQ(sink.seen, "");
+}
+
+// keep() leaves no text of the item in the body: the instance name's class
+// and keys, the instance's class, its property names, types and values.
+TEST(NamedInstanceSink, KeepCopiesEveryLentText) {
+    XmlBuffer xb(withValues("7"));
+    xb.lending = true;
+    NamedInstanceXml item(xb);
+    const auto inBody = [&](std::string_view text) { return text.data() >= xb.begin() && text.data() < xb.end(); };
+    ASSERT_TRUE(inBody(item.name.className));
+    item.keep();
+    std::vector<std::string_view> texts = {item.name.className, item.instance.className};
+    for (const KeyBindingXml& k : item.name.keys)
+        texts.insert(texts.end(), {k.name, k.keyValue.valueType, k.keyValue.value});
+    for (const PropertyXml& p : item.instance.properties) {
+        texts.insert(texts.end(), {p.name, p.type});
+        if (!p.value.exists()) continue;
+        texts.push_back(p.value.val().text());
+        for (const ValueXml& e : p.value.val().elements) texts.push_back(e.text());
+    }
+    ASSERT_EQ(texts.size(), 18u);
+    for (size_t i = 0; i < texts.size(); ++i) EXPECT_FALSE(inBody(texts[i])) << i << ": " << texts[i];
 }
 
 // The instances before a fault were taken; the fault still ends the parse.
