@@ -4,6 +4,7 @@
 # every metric the exporter's sources write.
 # Usage: bash exporter_manual.sh SRC_DIR BUILD_DIR
 set -euo pipefail
+. "$(dirname "$0")/lib/man_render.sh"
 
 src=${1:?usage: exporter_manual.sh SRC_DIR BUILD_DIR}
 build=${2:?usage: exporter_manual.sh SRC_DIR BUILD_DIR}
@@ -18,22 +19,7 @@ tmp=$(mktemp -d)
 trap 'rm -rf "$tmp"' EXIT
 status=0
 
-if ! groff -ww -z -man "$page" 2>"$tmp/groff.err" || [ -s "$tmp/groff.err" ]; then
-    echo "FAIL: groff -ww -z -man warns:"
-    cat "$tmp/groff.err"
-    status=1
-else
-    echo "ok   groff -ww -z -man: no warning"
-fi
-
-if ! MANWIDTH=80 LC_ALL=C.UTF-8 man --warnings -l "$page" >"$tmp/man.txt" 2>"$tmp/man.err" \
-    || [ -s "$tmp/man.err" ]; then
-    echo "FAIL: man -l warns:"
-    cat "$tmp/man.err"
-    status=1
-else
-    echo "ok   man -l: $(grep -c . "$tmp/man.txt") lines, no warning"
-fi
+man_renders "$page" "$tmp" || status=1
 # The text rendered on lines too long to break or hyphenate a name, for the
 # searches.
 MANWIDTH=1000 LC_ALL=C man -l "$page" 2>/dev/null | tr -s ' \n' ' ' >"$tmp/flat.txt"

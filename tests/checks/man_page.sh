@@ -5,6 +5,7 @@
 # reads (tests/checks/lib/man_check.py).
 # Usage: bash man_page.sh SRC_DIR BUILD_DIR
 set -euo pipefail
+. "$(dirname "$0")/lib/man_render.sh"
 
 src=${1:?usage: man_page.sh SRC_DIR BUILD_DIR}
 build=${2:?usage: man_page.sh SRC_DIR BUILD_DIR}
@@ -20,27 +21,7 @@ trap 'rm -rf "$tmp"' EXIT
 
 status=0
 
-# groff with every warning on: nothing may be printed.
-if ! groff -ww -z -man "$page" 2>"$tmp/groff.err" || [ -s "$tmp/groff.err" ]; then
-    echo "FAIL: groff -ww -z -man warns:"
-    cat "$tmp/groff.err"
-    status=1
-else
-    echo "ok   groff -ww -z -man: no warning"
-fi
-
-# The way a user reads it: man -l, with man's own warnings switched on.
-if ! MANWIDTH=80 LC_ALL=C.UTF-8 man --warnings -l "$page" >"$tmp/man.txt" 2>"$tmp/man.err" \
-    || [ -s "$tmp/man.err" ]; then
-    echo "FAIL: man -l warns:"
-    cat "$tmp/man.err"
-    status=1
-elif [ "$(grep -c . "$tmp/man.txt")" -lt 100 ]; then
-    echo "FAIL: man -l rendered only $(grep -c . "$tmp/man.txt") lines"
-    status=1
-else
-    echo "ok   man -l: $(wc -l <"$tmp/man.txt") lines, no warning"
-fi
+man_renders "$page" "$tmp" 100 || status=1
 
 # The installed page is the compressed copy made by the build.
 if [ -f "$build/rbz.1.gz" ]; then
