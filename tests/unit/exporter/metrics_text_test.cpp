@@ -1,11 +1,17 @@
-// The text format's escaping and number forms, and the families of a reading
-// as a probe answers them.
+// The text format's escaping and number forms, the families of a reading as a
+// probe answers them, and promtool's lint of what the exporter serves.
+#include "exporter/exporter.h"
 #include "exporter/metrics_text.h"
 #include "exporter/probe_metrics.h"
 
 #include <gtest/gtest.h>
+#include <stdio.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <cmath>
+#include <cstdlib>
+#include <fstream>
 #include <limits>
 #include <string>
 
@@ -84,6 +90,9 @@ HealthReading MixedReading() {
     set.freeCapacityBytes = 1000000000000ULL;
     set.verdict.level = Health::warning;
     reading.raidSets.push_back(set);
+    set.number = 2;
+    set.name = "Raid Set # 001 \xE9t\xE9";  // Latin-1 bytes, not UTF-8
+    reading.raidSets.push_back(set);
     VolumeFacts rebuilding;
     rebuilding.number = 2;
     rebuilding.name = "data";
@@ -103,7 +112,14 @@ HealthReading MixedReading() {
     degraded.state = "Degraded";
     degraded.progress.reset();
     degraded.verdict.level = Health::critical;
-    reading.volumes = {rebuilding, initializing, degraded};
+    VolumeFacts braces = initializing;   // awkward names for the lint
+    braces.number = 5;
+    braces.name = "vol{a=\"b\"}\\";
+    braces.progress = 0;
+    VolumeFacts unnamed = braces;
+    unnamed.number = 6;
+    unnamed.name = "";
+    reading.volumes = {rebuilding, initializing, degraded, braces, unnamed};
     DiskFacts hot;
     hot.enclosure = "2";
     hot.slot = "17";
@@ -123,7 +139,15 @@ HealthReading MixedReading() {
     cold.temperatureCelsius.reset();
     cold.smart.clear();
     cold.state = "Failed";
-    reading.disks = {hot, cold};
+    DiskFacts odd = hot;
+    odd.enclosure = "Enc#1";
+    odd.slot = "Slot 04";
+    odd.model = "# HELP not a comment";
+    odd.serial = "\n";
+    odd.state = "state \"Foo\" not known";
+    odd.mediaErrors = 18446744073709551615ULL;
+    odd.smart = {{"Status", 1}};
+    reading.disks = {hot, cold, odd};
     return reading;
 }
 
@@ -210,6 +234,83 @@ TEST(ProbeMetrics, ReplyUpAndDown) {
               "# HELP rbz_probe_duration_seconds Seconds the probe of this host took.\n"
               "# TYPE rbz_probe_duration_seconds gauge\n"
               "rbz_probe_duration_seconds 1.5\n");
+}
+
+// promtool (Debian's prometheus package) lints what the exporter serves: a
+// probe's answer for a reading full of awkward names, one for a host that
+// could not be read, and the exporter's own metrics after some probes. Its
+// verdict is that it has nothing to say.
+struct Lint {
+    int status = -1;
+    std::string output;
+};
+
+Lint Promtool(const std::string& text) {
+    char path[] = "/tmp/rbz-promtool-XXXXXX";
+    const int fd = mkstemp(path);
+    if (fd < 0) throw std::runtime_error("mkstemp");
+    close(fd);
+    std::ofstream(path, std::ios::binary) << text;
+    const std::string command = std::string("promtool check metrics < ") + path + " 2>&1";
+    Lint lint;
+    FILE* pipe = popen(command.c_str(), "r");
+    if (pipe == nullptr) throw std::runtime_error("popen");
+    char buffer[4096];
+    size_t n;
+    while ((n = fread(buffer, 1, sizeof buffer, pipe)) > 0) lint.output.append(buffer, n);
+    const int status = pclose(pipe);
+    lint.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    unlink(path);
+    return lint;
+}
+
+TEST(Promtool, ProbeOfAReadingWithAwkwardNamesPassesTheLint) {
+    const Lint lint = Promtool(ProbeReply(true, RenderReading(MixedReading(), Health::critical), 0.125));
+    EXPECT_EQ(lint.status, 0) << lint.output;
+    EXPECT_EQ(lint.output, "");
+}
+
+TEST(Promtool, ProbeOfAnEmptyControllerPassesTheLint) {
+    const Lint lint = Promtool(ProbeReply(true, RenderReading(HealthReading(), Health::ok), 0.5));
+    EXPECT_EQ(lint.status, 0) << lint.output;
+    EXPECT_EQ(lint.output, "");
+}
+
+TEST(Promtool, ProbeOfAHostDownPassesTheLint) {
+    const Lint lint = Promtool(ProbeReply(false, "", 9.5));
+    EXPECT_EQ(lint.status, 0) << lint.output;
+    EXPECT_EQ(lint.output, "");
+}
+
+TEST(Promtool, ExportersOwnMetricsPassTheLint) {
+    Config config;
+    config.modules["default"].name = "default";
+    config.modules["lab \"b\""].name = "lab \"b\"";
+    ExporterStats stats(config);
+    stats.probed("default", 0.3, "");
+    stats.probed("default", 25, "timeout");
+    stats.probed("lab \"b\"", 0.01, "http");
+    stats.entered();
+    const std::string text = stats.render();
+    const Lint lint = Promtool(text);
+    EXPECT_EQ(lint.status, 0) << lint.output;
+    EXPECT_EQ(lint.output, "");
+    // And the numbers are the ones counted.
+    EXPECT_NE(text.find("\nrbz_exporter_probes_total{module=\"default\"} 2\n"), std::string::npos) << text;
+    EXPECT_NE(text.find("\nrbz_exporter_probe_failures_total{module=\"default\",reason=\"timeout\"} 1\n"),
+              std::string::npos);
+    EXPECT_NE(text.find("\nrbz_exporter_probe_duration_seconds_bucket{le=\"0.05\"} 1\n"), std::string::npos);
+    EXPECT_NE(text.find("\nrbz_exporter_probe_duration_seconds_bucket{le=\"30\"} 3\n"), std::string::npos);
+    EXPECT_NE(text.find("\nrbz_exporter_probe_duration_seconds_bucket{le=\"+Inf\"} 3\n"), std::string::npos);
+    EXPECT_NE(text.find("\nrbz_exporter_probe_duration_seconds_count 3\n"), std::string::npos);
+    EXPECT_NE(text.find("\nrbz_exporter_probes_in_flight 1\n"), std::string::npos);
+}
+
+// The lint is not one that passes everything: a counter without _total and
+// a family without help are found.
+TEST(Promtool, TheLintFindsFaults) {
+    const Lint lint = Promtool("# TYPE rbz_errors counter\nrbz_errors 1\n");
+    EXPECT_NE(lint.output, "");
 }
 
 }  // namespace

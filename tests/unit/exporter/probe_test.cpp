@@ -125,6 +125,13 @@ INSTANTIATE_TEST_SUITE_P(StandIns, ProbeChildren, testing::Values(
     ChildCase{"writes_no_header", "cat >/dev/null\necho hello", "garbage", "does not start with its header"},
     ChildCase{"writes_no_metric", "cat >/dev/null\nprintf 'rbz-probe up\\nhello\\n'", "garbage", "no metric"},
     ChildCase{"cuts_a_line", "cat >/dev/null\nprintf 'rbz-probe up\\nrbz_health'", "garbage", "middle of a line"},
+    // What the answer's first line may not be.
+    ChildCase{"header_alone", "cat >/dev/null\necho 'rbz-probe up'", "garbage", "middle of a line"},
+    ChildCase{"down_without_message", "cat >/dev/null\necho 'rbz-probe down parse'", "parse", ""},
+    ChildCase{"down_two_lines", "cat >/dev/null\nprintf 'rbz-probe down parse a\\nb\\n'", "garbage", "not one line"},
+    ChildCase{"down_odd_reason", "cat >/dev/null\necho 'rbz-probe down Bad! x'", "garbage", "no reason"},
+    ChildCase{"down_empty_reason", "cat >/dev/null\necho 'rbz-probe down  x'", "garbage", "no reason"},
+    ChildCase{"other_header", "cat >/dev/null\necho 'rbz-probe sideways'", "garbage", "header"},
     ChildCase{"writes_too_much", "cat >/dev/null\necho 'rbz-probe up'\nyes 'rbz_health 0' | head -c 20000000",
               "garbage", "longer than"}),
     [](const testing::TestParamInfo<ChildCase>& info) { return std::string(info.param.name); });
@@ -149,34 +156,6 @@ TEST(ProbeRunner, StopEndsRunningChildren) {
     EXPECT_EQ(outcome.reason, "stopped");
     EXPECT_EQ(runner.run("host", TestModule(), 1).reason, "stopped");
 }
-
-struct AnswerCase {
-    const char* name;
-    std::string output;
-    const char* reason;
-    const char* message;
-};
-
-class ProbeAnswers : public testing::TestWithParam<AnswerCase> {};
-
-TEST_P(ProbeAnswers, Decoded) {
-    const ProbeOutcome outcome = DecodeProbeAnswer(GetParam().output);
-    EXPECT_EQ(outcome.reason, GetParam().reason);
-    EXPECT_EQ(outcome.up, outcome.reason.empty());
-    EXPECT_NE(outcome.message.find(GetParam().message), std::string::npos) << outcome.message;
-}
-
-INSTANTIATE_TEST_SUITE_P(Outputs, ProbeAnswers, testing::Values(
-    AnswerCase{"up_with_metrics", "rbz-probe up\n# HELP rbz_a x\nrbz_a 1\n", "", ""},
-    AnswerCase{"up_and_no_metric", "rbz-probe up\n", "garbage", "middle of a line"},
-    AnswerCase{"down_with_message", "rbz-probe down timeout no answer in 3 s\n", "timeout", "no answer in 3 s"},
-    AnswerCase{"down_and_no_message", "rbz-probe down parse\n", "parse", ""},
-    AnswerCase{"down_two_lines", "rbz-probe down parse a\nb\n", "garbage", "not one line"},
-    AnswerCase{"down_odd_reason", "rbz-probe down Bad! x\n", "garbage", "no reason"},
-    AnswerCase{"down_empty_reason", "rbz-probe down  x\n", "garbage", "no reason"},
-    AnswerCase{"other_header", "rbz-probe sideways\n", "garbage", "header"},
-    AnswerCase{"nothing", "", "garbage", "nothing"}),
-    [](const testing::TestParamInfo<AnswerCase>& info) { return std::string(info.param.name); });
 
 TEST(Hex, AnyBytesThereAndBack) {
     const std::string bytes("\x00\xe9\n\"\\zZ\xff", 8);
@@ -292,46 +271,7 @@ TEST_F(ExporterAnswers, PathsMethodsAndParameters) {
     EXPECT_NE(metrics.find("\nrbz_exporter_probes_total{module=\"lab\"} 0\n"), std::string::npos) << metrics;
 }
 
-TEST_F(ExporterAnswers, ProbeUpDownAndTheCounters) {
-    const std::string up = dir.script("up", std::string("cat >/dev/null\n") + kUpAnswer);
-    Exporter good(TwoModules(), up, 4);
-    HttpReply reply = good.handle(Get("/probe", {{"target", "h:1"}, {"module", "lab"}}));
-    EXPECT_EQ(reply.status, 200);
-    EXPECT_EQ(reply.contentType, "text/plain; version=0.0.4; charset=utf-8");
-    EXPECT_NE(reply.body.find("\nrbz_up 1\n# HELP rbz_health h\n# TYPE rbz_health gauge\nrbz_health 1\n"),
-              std::string::npos)
-        << reply.body;
-    EXPECT_NE(reply.body.find("\nrbz_probe_duration_seconds "), std::string::npos);
-    std::string metrics = good.stats().render();
-    EXPECT_NE(metrics.find("\nrbz_exporter_probes_total{module=\"lab\"} 1\n"), std::string::npos) << metrics;
-    EXPECT_EQ(metrics.find("rbz_exporter_probe_failures_total{"), std::string::npos) << metrics;
-
-    Exporter bad(TwoModules(), dir.script("down", "cat >/dev/null\necho 'rbz-probe down http refused'"), 4);
-    reply = bad.handle(Get("/probe", {{"target", "h"}}));  // module: default
-    EXPECT_EQ(reply.status, 200);
-    EXPECT_NE(reply.body.find("\nrbz_up 0\n"), std::string::npos) << reply.body;
-    EXPECT_EQ(reply.body.find("rbz_health"), std::string::npos) << reply.body;
-    metrics = bad.stats().render();
-    EXPECT_NE(metrics.find("\nrbz_exporter_probes_total{module=\"default\"} 1\n"), std::string::npos) << metrics;
-    EXPECT_NE(metrics.find("\nrbz_exporter_probe_failures_total{module=\"default\",reason=\"http\"} 1\n"),
-              std::string::npos)
-        << metrics;
-    EXPECT_NE(metrics.find("\nrbz_exporter_probes_in_flight 0\n"), std::string::npos) << metrics;
-}
-
-TEST_F(ExporterAnswers, ScrapeTimeoutBoundsAHangingProbe) {
-    Exporter exporter(TwoModules(), dir.script("hang", "cat >/dev/null\nexec sleep 30"), 4);
-    HttpRequest request = Get("/probe", {{"target", "h"}});
-    request.scrapeTimeout = "1.5";
-    const auto start = Clock::now();
-    const HttpReply reply = exporter.handle(request);
-    const double took = std::chrono::duration<double>(Clock::now() - start).count();
-    EXPECT_GE(took, 0.9);
-    EXPECT_LT(took, 2.0);  // killed at 1 s; a loaded machine may take a while to answer
-    EXPECT_NE(reply.body.find("\nrbz_up 0\n"), std::string::npos);
-    EXPECT_NE(exporter.stats().render().find("reason=\"timeout\"} 1\n"), std::string::npos);
-}
-
+// A probe up, down or timed out through the whole exporter: tests/e2e/test_exporter.py.
 TEST_F(ExporterAnswers, ProbesBeyondTheBoundWaitForASlot) {
     Exporter exporter(TwoModules(), dir.script("slow", "cat >/dev/null\nsleep 1\necho 'rbz-probe up'\necho 'rbz_health 0'"), 1);
     HttpReply first;
