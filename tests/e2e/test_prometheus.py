@@ -21,7 +21,6 @@ import argparse
 import ctypes
 import json
 import os
-import re
 import shutil
 import signal
 import socket
@@ -38,11 +37,20 @@ SOURCE = os.path.dirname(os.path.dirname(HERE))
 RULES = os.path.join(SOURCE, "contrib", "prometheus", "rbz-alerts.yml")
 sys.path.insert(0, HERE)
 
-import simctl  # noqa: E402 (reads the simulator's first line)
+import exporterctl  # noqa: E402
+import simctl  # noqa: E402
 
 STATES = ["healthy", "degraded", "rebuilding", "failed-disk", "hot-disk"]
 SILENT = "silent"
 USER, PASSWORD = "root", "secret"
+
+EXPECTED_SERIES = {
+    "healthy": ([], [], 0, [], [], 0.0),
+    "degraded": (["Degraded"], ["Degraded"], 1, None, None, 2.0),
+    "rebuilding": (["Rebuilding"], ["Rebuilding"], 0, None, [0.453], 1.0),
+    "failed-disk": ([], None, 1, None, None, 2.0),
+    "hot-disk": ([], None, 0, [65.0], None, 2.0),
+}
 
 # The alerts (contrib/prometheus/rbz-alerts.yml) each host must raise, pending
 # or firing; the healthy host raises none.
@@ -85,16 +93,6 @@ def http_get(url, timeout=5.0):
         return error.code, error.read()
     except (urllib.error.URLError, OSError):
         return None, b""
-
-
-def start_sim(sim, extra, work, name):
-    """A simulator on a free port; (Process, port)."""
-    process = Process(name, [sys.executable, sim, "--port", "0"] + extra, work, stdout=subprocess.PIPE)
-    line = simctl._read_port_line(process.process, time.monotonic() + simctl.START_TIMEOUT)
-    if line is None or not line.startswith("PORT ") or not line[5:].isdigit():
-        process.stop()
-        raise TestFailure("%s did not start (first line %r):\n%s" % (name, line, process.log()))
-    return process, int(line[5:])
 
 
 class Process:
@@ -146,14 +144,6 @@ def wait_until(what, predicate, timeout, process=None, interval=0.1):
         if time.monotonic() >= deadline:
             raise TestFailure("%s: not within %.0f s" % (what, timeout))
         time.sleep(interval)
-
-
-def write_private(path, text):
-    """A file only its owner can read (the exporter refuses others)."""
-    fd = os.open(path, os.O_WRONLY | os.O_CREAT | os.O_TRUNC, 0o600)
-    with os.fdopen(fd, "w") as out:
-        out.write(text)
-    os.chmod(path, 0o600)
 
 
 def exporter_config(timeout):
@@ -274,55 +264,31 @@ def check_host(prom, state, instance, scrape_timeout, problems):
         problems.append("%s host %s: %d volume, %d RAID set, %d drive state series"
                         % (state, instance, len(volumes), len(raidsets), len(disks)))
         return
-    volume_states = sorted(v["state"] for v in volumes)
-    raidset_states = sorted(r["state"] for r in raidsets)
+    # Per state: the volume and RAID set states other than Normal, the failed
+    # drives, the temperatures of 50 C or more, the rebuild progress and the
+    # health (None: not checked for that state).
+    volume_states, raidset_states, failed, hot, progress_values, wanted_health = EXPECTED_SERIES[state]
+    odd = lambda objects: sorted(o["state"] for o in objects if o["state"] != "Normal")  # noqa: E731
     failed_disks = [(d["enclosure"], d["slot"]) for d in disks if d["state"] == "Failed"]
     temperatures = by_instance(prom.query("rbz_disk_temperature_celsius"), instance)
-    hot = [(labels["enclosure"], labels["slot"], value) for labels, value in temperatures if value >= 50]
+    hot_disks = [(labels["enclosure"], labels["slot"], value) for labels, value in temperatures if value >= 50]
     progress = by_instance(prom.query("rbz_volume_rebuild_progress_ratio"), instance)
-
-    def expect(what, got, wanted):
-        if got != wanted:
+    for what, got, wanted in (("volume states other than Normal", odd(volumes), volume_states),
+                              ("RAID set states other than Normal", odd(raidsets), raidset_states),
+                              ("failed drives", len(failed_disks), failed),
+                              ("drives at 50 C or more", [t for _, _, t in hot_disks], hot),
+                              ("rebuild progress", [round(v, 6) for _, v in progress], progress_values),
+                              ("health", health, wanted_health)):
+        if wanted is not None and got != wanted:
             problems.append("%s host %s: %s %r, expected %r" % (state, instance, what, got, wanted))
-
-    # One volume set per state (the simulator's three volumes).
-    others_normal = lambda states, odd: sorted(s for s in states if s != odd)  # noqa: E731
-    if state == "healthy":
-        expect("volume states", set(volume_states), {"Normal"})
-        expect("RAID set states", set(raidset_states), {"Normal"})
-        expect("failed drives", failed_disks, [])
-        expect("drives at 50 C or more", hot, [])
-        expect("rebuild progress series", progress, [])
-        expect("health", health, 0.0)
-    elif state == "degraded":
-        expect("Degraded volumes", volume_states.count("Degraded"), 1)
-        expect("other volume states", set(others_normal(volume_states, "Degraded")), {"Normal"})
-        expect("Degraded RAID sets", raidset_states.count("Degraded"), 1)
-        expect("failed drives", len(failed_disks), 1)
-        expect("health", health, 2.0)
-    elif state == "rebuilding":
-        expect("Rebuilding volumes", volume_states.count("Rebuilding"), 1)
-        expect("other volume states", set(others_normal(volume_states, "Rebuilding")), {"Normal"})
-        expect("Rebuilding RAID sets", raidset_states.count("Rebuilding"), 1)
-        expect("rebuild progress", [round(v, 6) for _, v in progress], [0.453])
-        rebuilding = [v for v in volumes if v["state"] == "Rebuilding"]
-        if progress and rebuilding:
-            expect("rebuild progress volume", progress[0][0].get("volume"), rebuilding[0]["volume"])
-        expect("failed drives", failed_disks, [])
-    elif state == "failed-disk":
-        expect("volume states", set(volume_states), {"Normal"})
-        expect("failed drives", len(failed_disks), 1)
-        expect("health", health, 2.0)
-    elif state == "hot-disk":
-        expect("volume states", set(volume_states), {"Normal"})
-        expect("drives at 50 C or more", [t for _, _, t in hot], [65.0])
-        if len(hot) == 1:
-            enc, slot, _ = hot[0]
-            disk_health = by_instance(prom.query(
-                'rbz_disk_health{enclosure="%s",slot="%s"}' % (enc, slot)), instance)
-            expect("hot drive's health", [v for _, v in disk_health], [2.0])
-        expect("failed drives", failed_disks, [])
-        expect("health", health, 2.0)
+    rebuilding = [v["volume"] for v in volumes if v["state"] == "Rebuilding"]
+    if progress and [labels.get("volume") for labels, _ in progress] != rebuilding:
+        problems.append("%s host %s: rebuild progress of volumes %r, rebuilding %r"
+                        % (state, instance, [labels.get("volume") for labels, _ in progress], rebuilding))
+    for enc, slot, _ in hot_disks if hot else []:   # a drive over the critical limit
+        disk_health = by_instance(prom.query('rbz_disk_health{enclosure="%s",slot="%s"}' % (enc, slot)), instance)
+        if [v for _, v in disk_health] != [2.0]:
+            problems.append("%s host %s: hot drive %s/%s health %r" % (state, instance, enc, slot, disk_health))
 
 
 def check_alerts(prom, hosts, problems):
@@ -345,29 +311,15 @@ def run(options, work):
         hosts = {}
         for state in STATES + [SILENT]:
             extra = ["--silent"] if state == SILENT else ["--state", state]
-            sim, port = start_sim(options.sim, extra, work, "sim-" + state)
-            sims.append(sim)
-            hosts[state] = "127.0.0.1:%d" % port
+            sims.append(simctl.start(options.sim, extra))
+            hosts[state] = "127.0.0.1:%d" % sims[-1].port
         print("hosts: %s" % ", ".join("%s %s" % item for item in hosts.items()))
 
-        # The exporter, its configuration readable by its owner only.
-        config = os.path.join(work, "rbz-exporter.yml")
-        write_private(config, exporter_config(20))
-        # Port 0: the exporter says on standard error where it listens.
-        exporter = Process("rbz-exporter", [options.exporter, "--config.file", config,
-                                            "--web.listen-address", "127.0.0.1:0"], work)
+        # The exporter on a port of its choice (it says which on standard error).
+        exporter = exporterctl.Exporter(options.exporter, exporter_config(20))
         started.append(exporter)
-        listening = []
-
-        def exporter_listens():
-            match = re.search(r"listening on (127\.0\.0\.1:\d+)", exporter.log())
-            if match:
-                listening.append(match.group(1))
-            return bool(match)
-        wait_until("the exporter saying where it listens", exporter_listens, 20, exporter)
-        exporter_address = listening[0]
-        wait_until("the exporter answering GET /",
-                   lambda: http_get("http://%s/" % exporter_address, 1)[0] == 200, 20, exporter)
+        exporter.wait_listening()
+        exporter_address = "127.0.0.1:%d" % exporter.port
 
         # Prometheus, on a port of its own, data in the work folder.
         prom_config = os.path.join(work, "prometheus.yml")
@@ -444,7 +396,7 @@ def run(options, work):
                 raise TestFailure("%s stopped with status %s:\n%s"
                                   % (process.name, status, process.log()))
         started = []
-    except TestFailure:
+    except (TestFailure, AssertionError):
         for process in started:
             print("---- %s output:\n%s" % (process.name, process.log()))
         raise
@@ -452,7 +404,7 @@ def run(options, work):
         for process in reversed(started):
             process.stop()
         for sim in sims:
-            sim.stop()
+            sim.cleanup()
 
 
 def main():
@@ -491,7 +443,7 @@ def main():
     start = time.monotonic()
     try:
         run(options, work)
-    except (TestFailure, OSError) as error:
+    except (TestFailure, AssertionError, OSError, simctl.SimError) as error:
         print("FAIL: %s" % error)
         return 1
     finally:
