@@ -1,38 +1,14 @@
 // The configuration file: what it takes, what it refuses (with a message
 // that says why), and the permissions it and its password files must have.
 #include "exporter/config.h"
+#include "tests/unit/exporter/temp_dir.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <string>
+#include <tuple>
 
 namespace {
-
-// A private temporary directory, removed with its files.
-class TempDir {
-public:
-    TempDir() {
-        char pattern[] = "/tmp/rbz-config-XXXXXX";
-        if (mkdtemp(pattern) == nullptr) throw std::runtime_error("mkdtemp");
-        path_ = pattern;
-    }
-    ~TempDir() { std::filesystem::remove_all(path_); }
-    std::string write(const std::string& name, const std::string& text, mode_t mode) const {
-        const std::string file = path_ + "/" + name;
-        std::ofstream(file, std::ios::binary) << text;
-        chmod(file.c_str(), mode);
-        return file;
-    }
-    const std::string& path() const { return path_; }
-
-private:
-    std::string path_;
-};
 
 constexpr const char* kGood =
     "modules:\n"
@@ -51,30 +27,21 @@ constexpr const char* kGood =
     "    client_cert: /c.pem\n"
     "    client_key: /k.pem\n";
 
+// Every setting of a module, in one tuple for the comparisons.
+auto Settings(const Module& m) {
+    return std::make_tuple(m.name, m.user, m.password, m.timeout, m.thresholds.warnTemperature,
+                           m.thresholds.critTemperature, m.caCert, m.verify, m.pin, m.clientCert, m.clientKey);
+}
+
 TEST(ConfigParse, ModulesWithDefaultsAndEverySetting) {
+    using namespace std::string_literals;
     const Config config = ParseConfig(kGood, "test.yml");
     ASSERT_EQ(config.modules.size(), 2u);
-    const Module& plain = config.modules.at("default");
-    EXPECT_EQ(plain.name, "default");
-    EXPECT_EQ(plain.user, "root");
-    EXPECT_EQ(plain.password, "secret");
-    EXPECT_EQ(plain.timeout, 20);
-    EXPECT_EQ(plain.thresholds.warnTemperature, 50u);
-    EXPECT_EQ(plain.thresholds.critTemperature, 60u);
-    EXPECT_EQ(plain.caCert, "");
-    EXPECT_FALSE(plain.verify);
-    EXPECT_EQ(plain.pin, "");
-    const Module& lab = config.modules.at("lab");
-    EXPECT_EQ(lab.user, "admin");
-    EXPECT_EQ(lab.password, "p@ss: w#rd");
-    EXPECT_EQ(lab.timeout, 7.5);
-    EXPECT_EQ(lab.thresholds.warnTemperature, 45u);
-    EXPECT_EQ(lab.thresholds.critTemperature, 55u);
-    EXPECT_EQ(lab.caCert, "/etc/ssl/lab-ca.pem");
-    EXPECT_TRUE(lab.verify);
-    EXPECT_EQ(lab.pin, "sha256//AAAA");
-    EXPECT_EQ(lab.clientCert, "/c.pem");
-    EXPECT_EQ(lab.clientKey, "/k.pem");
+    EXPECT_EQ(Settings(config.modules.at("default")),
+              std::make_tuple("default"s, "root"s, "secret"s, 20.0, 50u, 60u, ""s, false, ""s, ""s, ""s));
+    EXPECT_EQ(Settings(config.modules.at("lab")), std::make_tuple("lab"s, "admin"s, "p@ss: w#rd"s, 7.5, 45u, 55u,
+                                                                  "/etc/ssl/lab-ca.pem"s, true, "sha256//AAAA"s,
+                                                                  "/c.pem"s, "/k.pem"s));
 }
 
 struct RefusedCase {

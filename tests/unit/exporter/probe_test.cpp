@@ -4,48 +4,17 @@
 #include "exporter/exporter.h"
 #include "exporter/options.h"
 #include "exporter/probe.h"
+#include "tests/unit/exporter/temp_dir.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <chrono>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <thread>
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
-class TempDir {
-public:
-    TempDir() {
-        char pattern[] = "/tmp/rbz-probe-XXXXXX";
-        if (mkdtemp(pattern) == nullptr) throw std::runtime_error("mkdtemp");
-        path_ = pattern;
-    }
-    ~TempDir() { std::filesystem::remove_all(path_); }
-    // An executable shell script; "$DIR" in `body` is this directory.
-    std::string script(const std::string& name, const std::string& body) const {
-        const std::string file = path_ + "/" + name;
-        std::ofstream(file) << "#!/bin/sh\nDIR='" << path_ << "'\n" << body << "\n";
-        chmod(file.c_str(), 0700);
-        return file;
-    }
-    std::string read(const std::string& name) const {
-        std::ifstream in(path_ + "/" + name, std::ios::binary);
-        std::ostringstream text;
-        text << in.rdbuf();
-        return text.str();
-    }
-    const std::string& path() const { return path_; }
-
-private:
-    std::string path_;
-};
 
 Module TestModule() {
     Module module;
