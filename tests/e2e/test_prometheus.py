@@ -18,13 +18,11 @@
 # 127.0.0.1 and keeps its data in the temporary folder.
 
 import argparse
-import ctypes
 import json
 import os
 import shutil
 import signal
 import socket
-import subprocess
 import sys
 import tempfile
 import time
@@ -68,16 +66,6 @@ class TestFailure(Exception):
     pass
 
 
-def _die_with_parent():
-    """In a child before exec: SIGKILL it when this test process dies, so that
-    nothing is left behind even when the test is killed itself."""
-    try:
-        libc = ctypes.CDLL(None, use_errno=True)
-        libc.prctl(1, signal.SIGKILL)   # PR_SET_PDEATHSIG
-    except Exception:
-        pass
-
-
 def free_port():
     with socket.socket(socket.AF_INET, socket.SOCK_STREAM) as s:
         s.bind(("127.0.0.1", 0))
@@ -93,44 +81,6 @@ def http_get(url, timeout=5.0):
         return error.code, error.read()
     except (urllib.error.URLError, OSError):
         return None, b""
-
-
-class Process:
-    """A started program, its standard error (and output, unless `stdout` is
-    given) in a file of the work folder; killed when the test dies."""
-
-    def __init__(self, name, argv, work, stdout=None):
-        self.name = name
-        self.log_path = os.path.join(work, name + ".log")
-        with open(self.log_path, "wb") as log:
-            self.process = subprocess.Popen(argv, stdin=subprocess.DEVNULL,
-                                            stdout=log if stdout is None else stdout,
-                                            stderr=log, cwd=work,
-                                            preexec_fn=_die_with_parent)
-
-    def alive(self):
-        return self.process.poll() is None
-
-    def log(self, tail=40):
-        try:
-            with open(self.log_path, "r", encoding="utf-8", errors="replace") as text:
-                lines = text.read().splitlines()
-        except OSError:
-            return ""
-        return "\n".join(lines[-tail:])
-
-    def stop(self):
-        """SIGTERM, then SIGKILL after 10 s; returns the exit status."""
-        if self.process.poll() is None:
-            self.process.send_signal(signal.SIGTERM)
-        try:
-            status = self.process.wait(timeout=10)
-        except subprocess.TimeoutExpired:
-            self.process.kill()
-            status = self.process.wait()
-        if self.process.stdout:
-            self.process.stdout.close()
-        return status
 
 
 def wait_until(what, predicate, timeout, process=None, interval=0.1):
@@ -331,7 +281,7 @@ def run(options, work):
         # it ends at once, and another port is tried.
         for attempt in range(3):
             prom_address = "127.0.0.1:%d" % free_port()
-            prometheus = Process("prometheus", [
+            prometheus = exporterctl.Program("prometheus", [
                 options.prometheus, "--config.file", prom_config,
                 "--storage.tsdb.path", os.path.join(work, "data"),
                 "--web.listen-address", prom_address,
