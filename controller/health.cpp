@@ -143,13 +143,6 @@ void JudgeMeasure(std::string_view name, std::uint64_t value, const std::string&
     }
 }
 
-std::string WithoutStatus(std::string_view name) {
-    constexpr std::string_view suffix = "Status";
-    if (name.size() > suffix.size() && name.substr(name.size() - suffix.size()) == suffix)
-        name.remove_suffix(suffix.size());
-    return std::string(name);
-}
-
 void JudgeDisk(DiskFacts& disk, const Thresholds& thresholds) {
     JudgeState(Object::disk, disk.state, std::nullopt, disk.verdict);
     if (disk.temperatureCelsius)
@@ -159,7 +152,7 @@ void JudgeDisk(DiskFacts& disk, const Thresholds& thresholds) {
                  "media errors " + std::to_string(disk.mediaErrors),
                  thresholds, disk.verdict);
     for (const auto& [name, value] : disk.smart)
-        JudgeMeasure(name, value, WithoutStatus(name) + " " + std::to_string(value), thresholds, disk.verdict);
+        JudgeMeasure(name, value, SmartAttribute(name) + " " + std::to_string(value), thresholds, disk.verdict);
 }
 
 // ------------------------------------------------------------ the reading
@@ -281,6 +274,13 @@ void Enumerate(Cimom& cimom, const URL& controller, const char* className, Take 
 }
 
 }  // namespace
+
+std::string SmartAttribute(std::string_view property) {
+    constexpr std::string_view suffix = "Status";
+    if (property.size() > suffix.size() && property.substr(property.size() - suffix.size()) == suffix)
+        property.remove_suffix(suffix.size());
+    return std::string(property);
+}
 
 const char* HealthName(Health health) {
     switch (health) {

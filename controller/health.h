@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -15,6 +16,10 @@ class URL;
 
 // Ordered by gravity; the numbers are the monitoring-plugin exit statuses.
 enum class Health { ok = 0, warning = 1, critical = 2, unknown = 3 };
+
+// A SMART status's attribute name: the property name without "Status"
+// ("SMARTReadErrorRateStatus": "SMARTReadErrorRate").
+std::string SmartAttribute(std::string_view property);
 
 // "OK", "WARNING", "CRITICAL", "UNKNOWN".
 const char* HealthName(Health health);

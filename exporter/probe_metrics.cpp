@@ -100,14 +100,9 @@ void Disks(MetricText& out, const HealthReading& reading) {
     out.family("rbz_disk_smart_status", "gauge",
                "Normalised value of a SMART attribute of a drive (attribute: the property without \"Status\").");
     for (const DiskFacts& disk : reading.disks) {
-        for (const auto& [property, value] : disk.smart) {
-            std::string attribute = property;
-            constexpr std::string_view suffix = "Status";
-            if (attribute.size() > suffix.size() &&
-                attribute.compare(attribute.size() - suffix.size(), suffix.size(), suffix) == 0)
-                attribute.erase(attribute.size() - suffix.size());
-            out.sample("rbz_disk_smart_status", With(DiskLabels(disk), "attribute", attribute), std::uint64_t{value});
-        }
+        for (const auto& [property, value] : disk.smart)
+            out.sample("rbz_disk_smart_status", With(DiskLabels(disk), "attribute", SmartAttribute(property)),
+                       std::uint64_t{value});
     }
 }
 
