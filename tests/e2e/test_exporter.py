@@ -293,23 +293,20 @@ class ExporterProgram(unittest.TestCase):
             self.assertEqual(done.returncode, 0)
             self.assertRegex(done.stdout, r"^rbz-probe down internal the probe's request: [^\n]+\n$")
 
-    def test_config_others_can_read_is_refused(self):
-        exporter = Exporter("modules:\n  default: {user: root, password: \"%s\"}\n" % HOST_PASSWORD, mode=0o644)
-        try:
-            self.assertEqual(exporter.wait_exit(), 1)
-            self.assertIn("has mode 0644", exporter.stderr())
-            self.assertIn("chmod 600", exporter.stderr())
-            self.assertNotIn(HOST_PASSWORD, exporter.stderr())
-        finally:
-            exporter.stop()
-
-    def test_config_unknown_key_is_refused(self):
-        exporter = Exporter("modules:\n  default:\n    user: root\n    pasword: x\n")
-        try:
-            self.assertEqual(exporter.wait_exit(), 1)
-            self.assertIn('unknown key "pasword" in module "default"', exporter.stderr())
-        finally:
-            exporter.stop()
+    def test_unsafe_or_mistyped_config_is_refused(self):
+        rows = (("modules:\n  default: {user: root, password: \"%s\"}\n" % HOST_PASSWORD, 0o644,
+                 ("has mode 0644", "chmod 600")),
+                ("modules:\n  default:\n    user: root\n    pasword: x\n", 0o600,
+                 ('unknown key "pasword" in module "default"',)))
+        for text, mode, messages in rows:
+            exporter = Exporter(text, mode=mode)
+            try:
+                self.assertEqual(exporter.wait_exit(), 1)
+                for message in messages:
+                    self.assertIn(message, exporter.stderr())
+                self.assertNotIn(HOST_PASSWORD, exporter.stderr())
+            finally:
+                exporter.stop()
 
     def test_sigterm_during_a_probe_stops_at_once(self):
         with simctl.start(ARGS.sim, ["--silent"]) as silent:
