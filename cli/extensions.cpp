@@ -7,8 +7,7 @@
 
 void ApplyLongOptions(CimomCurl& transport, const LongOptions& options) {
     if (!options.passwordFile.empty()) UsePasswordFile(options.passwordFile);
-    // A check never hangs: without --timeout it has a limit of its own.
-    transport.setTimeLimit(options.timeout > 0 ? options.timeout : options.check ? kCheckTimeLimit : 0);
+    transport.setTimeLimit(RunTimeLimit(options));
     if (options.verify || !options.pin.empty()) {
         try {
             transport.setPeerCheck(options.verify, options.pin);
@@ -16,4 +15,10 @@ void ApplyLongOptions(CimomCurl& transport, const LongOptions& options) {
             throw LongOptionError(e.getMsg());
         }
     }
+}
+
+double RunTimeLimit(const LongOptions& options) {
+    // A check never hangs: without --timeout it has a limit of its own.
+    if (options.timeout > 0) return options.timeout;
+    return options.check ? kCheckTimeLimit : 0;
 }

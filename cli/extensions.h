@@ -10,3 +10,7 @@ class CimomCurl;
 // Throws LongOptionError (a password file that cannot be used, a pin that
 // this libcurl cannot check), before any prompt or request.
 void ApplyLongOptions(CimomCurl& transport, const LongOptions& options);
+
+// The run's limit of network time in seconds: --timeout, else a check's own
+// limit; 0 (no limit) for any other run without --timeout.
+double RunTimeLimit(const LongOptions& options);

@@ -36,8 +36,7 @@ int main(int argc, char** argv) {
         if (options.json) return RunJson(line.argc(), line.argv(), transport);
         if (options.check) {
             const Thresholds thresholds{options.warnTemp, options.critTemp};
-            return RunCheck(line.argc(), line.argv(), transport, thresholds,
-                            options.timeout > 0 ? options.timeout : kCheckTimeLimit);
+            return RunCheck(line.argc(), line.argv(), transport, thresholds, RunTimeLimit(options));
         }
         return RunRbz(line.argc(), line.argv(),
                       [&transport](CommandLine& cmd) { return DispatchCommand(transport, cmd); });
